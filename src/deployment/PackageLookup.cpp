@@ -50,8 +50,9 @@ bool ExecutablePermissions::findPackage() {
         g_configuratorLog->beginLine()
             << "FindPackages failed because access was denied." << std::endl;
     } catch (const Platform::Exception& exception) {
+        const std::wstring message = exception.message();
         g_configuratorLog->beginLine()
-            << "FindPackages failed. Error message: " << exception.message() << std::endl;
+            << "FindPackages failed. Error message: " << message << std::endl;
     }
 
     const Platform::String empty;

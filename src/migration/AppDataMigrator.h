@@ -20,6 +20,15 @@ struct UserPackageRoots {
     std::wstring targetRoot;
 };
 
+// Where a user's recent-files lists stand: a predefined key, its name in the log, and the path of the packages' keys.
+struct RegistryView {
+    HKEY hive;
+    const char* label;
+    std::wstring basePath;
+};
+
+class RegistryKey;
+
 // A single file that is carried over: the place of its folder among the package's data folders, and
 // its name. A row with `skip` is passed over and recorded nowhere.
 struct MigratedFile {
@@ -72,6 +81,18 @@ public:
     // deployment, copied otherwise. False: one of them, or the listing, failed. Logs.
     bool migrateLocalStateFolders(const std::wstring& sid);
 
+    // Carries both recent-files lists over in both views and records each. False: one of them failed. Logs.
+    bool migrateRegistryEntries(const std::wstring& sid);
+    bool migrateClassesRootEntries(const std::wstring& key) const;
+    bool migrateUserHiveEntries(const std::wstring& sid, const std::wstring& key) const;
+    // Copies the tree into the new package's and rewrites the copy. `source` is the old list, open.
+    bool copyRegistryTree(const RegistryView& view, const RegistryKey& source,
+                          const std::wstring& key) const;
+    // Puts the new package's name for the old one in the entries below the copied list.
+    bool rewriteCopiedEntries(const RegistryView& view, const std::wstring& key) const;
+    bool rewriteSubkey(const RegistryKey& key, const std::wstring& name) const;
+    bool rewriteValue(const RegistryKey& key, const wchar_t* valueName) const;
+
     void statusFilePath(const std::wstring& sid, PathBuffer& path) const;
     // Writes the user's status file. False: it could not be created. Logs.
     bool writeStatusFile(const std::wstring& sid, bool outcome);
@@ -107,5 +128,6 @@ public:
 
 private:
     void removeMigratedUsers();
+    bool migrateEntries(const RegistryView& view, const std::wstring& key) const;
     bool migrateUser(const std::wstring& sid, const UserPackageRoots& roots);
 };

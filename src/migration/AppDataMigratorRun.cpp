@@ -81,6 +81,7 @@ bool AppDataMigrator::migrateUser(const std::wstring& sid, const UserPackageRoot
     if (!migrateLocalStateFolders(sid)) isComplete = false;
     g_configuratorLog->beginLine()
         << "Migration registry entries for the user  '" << sid << std::endl;
+    if (!migrateRegistryEntries(sid)) isComplete = false;
     writeStatusFile(sid, isComplete);
     g_configuratorLog->beginLine() << "Migration completed for the user  '" << sid << std::endl;
     return isComplete;

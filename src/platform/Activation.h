@@ -18,14 +18,6 @@ ComPointer<Interface> activationFactory(const wchar_t* className) {
     return factory;
 }
 
-// The object seen through another interface. Throws InvalidCastException where it has none.
-template <typename Interface, typename From>
-ComPointer<Interface> castTo(const ComPointer<From>& object) {
-    ComPointer<Interface> result;
-    ThrowForHResult(object.query(result));
-    return result;
-}
-
 // A new object of a runtime class with a constructor that takes nothing. Throws a platform exception.
 template <typename Interface>
 ComPointer<Interface> activate(const wchar_t* className) {

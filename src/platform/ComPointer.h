@@ -16,8 +16,11 @@ const IID& interfaceId() noexcept {
     }
 }
 
-// Owns one reference to a COM object; null is empty. The class does not throw: `as` gives null
-// where the object does not answer, and `query` hands out the HRESULT.
+// Throws Platform::NullReferenceException.
+[[noreturn]] void throwNullReference();
+
+// Owns one reference to a COM object; null is empty. Using an empty one throws
+// Platform::NullReferenceException.
 template <typename Interface>
 class ComPointer {
 public:
@@ -51,12 +54,15 @@ public:
     void** putVoid() noexcept { return reinterpret_cast<void**>(put()); }
 
     Interface* get() const noexcept { return m_object; }
-    Interface* operator->() const noexcept { return m_object; }
+    Interface* operator->() const {
+        if (!m_object) throwNullReference();
+        return m_object;
+    }
     explicit operator bool() const noexcept { return m_object != nullptr; }
 
     template <typename Other>
-    HRESULT query(ComPointer<Other>& other) const noexcept {
-        return m_object->QueryInterface(interfaceId<Other>(), other.putVoid());
+    HRESULT query(ComPointer<Other>& other) const {
+        return (*this)->QueryInterface(interfaceId<Other>(), other.putVoid());
     }
 
 private:

@@ -43,3 +43,10 @@ struct FindCloseCloser {
     static BOOL close(HANDLE handle) noexcept { return ::FindClose(handle); }
 };
 using FindHandle = ScopedHandle<FindCloseCloser>;
+
+// A library that LoadLibraryW loaded.
+struct FreeLibraryDeleter {
+    using pointer = HMODULE;
+    void operator()(HMODULE library) const noexcept { ::FreeLibrary(library); }
+};
+using LibraryHandle = std::unique_ptr<HMODULE, FreeLibraryDeleter>;

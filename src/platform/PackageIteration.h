@@ -34,7 +34,7 @@ template <typename Object, typename Interface>
 String textOf(const ComPointer<Object>& object,
               HRESULT (STDMETHODCALLTYPE Interface::*getter)(HSTRING*)) {
     String text;
-    ThrowForHResult((object.get()->*getter)(text.put()));
+    ThrowForHResult((object.operator->()->*getter)(text.put()));
     return text;
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <asyncinfo.h>
 #include <inspectable.h>
 
 #include "platform/ComPointer.h"
@@ -97,6 +98,55 @@ struct IPackageManager : IInspectable {
     virtual HRESULT STDMETHODCALLTYPE FindPackagesByUserSecurityIdNamePublisher(
         HSTRING userSid, HSTRING packageName, HSTRING packagePublisher,
         IPackageIterable** packages) = 0;
+};
+
+struct IDeploymentResult : IInspectable {
+    static constexpr IID kId{
+        0x2563b9ae, 0xb77d, 0x4c1f, {0x8a, 0x7b, 0x20, 0xe6, 0xad, 0x51, 0x5e, 0xf3}};
+
+    virtual HRESULT STDMETHODCALLTYPE get_ErrorText(HSTRING* text) = 0;
+    virtual HRESULT STDMETHODCALLTYPE Unused7() = 0;
+    virtual HRESULT STDMETHODCALLTYPE get_ExtendedErrorCode(HRESULT* code) = 0;
+};
+
+struct IDeploymentOperation;
+
+struct IDeploymentCompletedHandler : IUnknown {
+    static constexpr IID kId{
+        0x6e1c7129, 0x61e0, 0x5d88, {0x9f, 0xd4, 0xf3, 0xce, 0x65, 0xa0, 0x57, 0x19}};
+
+    virtual HRESULT STDMETHODCALLTYPE Invoke(IDeploymentOperation* operation, AsyncStatus status) = 0;
+};
+
+// A deployment operation under way; its state is reached through IAsyncInfo.
+struct IDeploymentOperation : IInspectable {
+    static constexpr IID kId{
+        0x5a97aab7, 0xb6ea, 0x55ac, {0xa5, 0xdc, 0xd5, 0xb1, 0x64, 0xd9, 0x4e, 0x94}};
+
+    virtual HRESULT STDMETHODCALLTYPE Unused6() = 0;
+    virtual HRESULT STDMETHODCALLTYPE Unused7() = 0;
+    virtual HRESULT STDMETHODCALLTYPE put_Completed(IDeploymentCompletedHandler* handler) = 0;
+    virtual HRESULT STDMETHODCALLTYPE Unused9() = 0;
+    virtual HRESULT STDMETHODCALLTYPE GetResults(IDeploymentResult** result) = 0;
+};
+
+enum class RemovalOptions : UINT32 { None = 0, RemoveForAllUsers = 0x80000 };
+
+struct IPackageManager2 : IInspectable {
+    static constexpr IID kId{
+        0xf7aad08d, 0x0840, 0x46f2, {0xb5, 0xd8, 0xca, 0xd4, 0x76, 0x93, 0xa0, 0x95}};
+
+    virtual HRESULT STDMETHODCALLTYPE RemovePackageWithOptionsAsync(
+        HSTRING packageFullName, RemovalOptions options, IDeploymentOperation** operation) = 0;
+};
+
+// From Windows 10, version 1809, on; older systems do not answer for it.
+struct IPackageManager8 : IInspectable {
+    static constexpr IID kId{
+        0xb8575330, 0x1298, 0x4ee2, {0x80, 0xee, 0x7f, 0x65, 0x9c, 0x5d, 0x27, 0x82}};
+
+    virtual HRESULT STDMETHODCALLTYPE DeprovisionPackageForAllUsersAsync(
+        HSTRING packageFamilyName, IDeploymentOperation** operation) = 0;
 };
 
 #ifdef __GNUC__

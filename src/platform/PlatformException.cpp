@@ -112,3 +112,7 @@ void ThrowForHResult(HRESULT hresult) {
 }
 
 }  // namespace Platform
+
+void throwNullReference() {
+    throw Platform::NullReferenceException(E_POINTER, {});
+}

@@ -77,4 +77,12 @@ class ClassNotRegisteredException : public Exception {
 // error information that the thread holds for it. To be called directly after the failing call.
 void ThrowForHResult(HRESULT hresult);
 
+// The object seen through another interface. Throws InvalidCastException where it has none.
+template <typename Interface, typename From>
+ComPointer<Interface> castTo(const ComPointer<From>& object) {
+    ComPointer<Interface> result;
+    ThrowForHResult(object.query(result));
+    return result;
+}
+
 }  // namespace Platform

@@ -31,8 +31,52 @@ public:
     // Reads m_productName, m_version. Sets m_packageInstallPath, then m_packageFamilyName.
     bool findPackage();
 
+    // Removes every package of the older identity (the name with the family marker, the legacy
+    // publisher): here, or through the companion executable where the run is not the logged-on
+    // user. False: a removal failed here; logged. What is no platform exception, a cancelled
+    // removal among it, is thrown.
+    bool uninstallOlderPackageApp(const Platform::String& packageName);
+
+    // Gives each of the package's files, in order, its owner, two access entries and, but for the
+    // first constant of the list, the medium integrity label. Stops at the first failure, logged;
+    // files done by then stay as they are.
+    bool hardenPackageFiles(std::vector<const wchar_t*> files, PSID userSid, PSID usersSid,
+                            PSID systemSid);
+
+    // Sees to the roaming folders that plug-ins and their services need, for every user. Sets
+    // m_rxpAppDataPath. False: the plug-in folders are not ready; logged.
+    bool prepareUserDataFolders(PSID userSid);
+
+    // Moves the user's plug-ins, their settings and storages to the roaming folder, once per
+    // product code. The outcome is in the log and in the status file.
+    void migratePlugins();
+
+    // Registers the executable's crash dumps, for m_packageFamilyName and m_executableName. False: logged.
+    bool registerCrashDumps();
+
     // The last stage of the run, for the package that findPackage finds. Nonzero for success.
     int runPostInstall();
+
+    // The user's AppData folder, from m_rxpAppDataPath; a purely textual cut.
+    std::wstring getAppDataRoot() const;
+
+    // Copies the folders of these names and records in `migratedNames` those that arrived.
+    // MigrationResult: a copy that fails is logged, sets m_migrationFailureReason and takes back
+    // what `migratedNames` holds.
+    int migratePluginFolders(std::wstring oldLocation, std::wstring newLocation, bool isSettings,
+                             const std::vector<std::wstring>& names,
+                             std::vector<std::wstring>& migratedNames);
+
+    // Deletes the plug-in status file if it holds an entry of too old an application.
+    void discardStaleMigrationStatus();
+    // One entry of it. A version without a number is logged and counts as not older.
+    bool isOlderThanMinimumVersion(const ComPointer<IJsonObject>& document,
+                                   const Platform::String& sapCode) const;
+    // Loads m_migrationStatus, making an empty file where there is none. False: the entry of m_sapCode says 0.
+    bool isMigrationNeeded();
+    // Adds the outcome to m_migrationStatus and writes it. A file that cannot be opened is logged.
+    void writeMigrationStatus(int result);
+    ComPointer<IJsonObject> buildMigrationStatusEntry(int result) const;
 
     HANDLE m_token = nullptr;
     Platform::String m_productName;
@@ -73,4 +117,8 @@ public:
     std::vector<std::wstring> m_pluginSettings;
     std::vector<std::wstring> m_migratedPluginSettings;
     ComPointer<IJsonObject> m_migrationStatus;
+
+private:
+    // Fills the plug-in locations and lists and copies everything. A MigrationResult.
+    int copyPlugins(const std::wstring& localState);
 };

@@ -1,9 +1,12 @@
 #include <vector>
 
+#include "network/LoopbackExemption.h"
 #include "platform/Windows.h"
 #include "run/ConfiguratorLog.h"
 #include "run/ExecutablePermissions.h"
+#include "security/AclPrimitives.h"
 #include "security/FileHardening.h"
+#include "security/UserDataFolders.h"
 
 #include <shlwapi.h>
 
@@ -28,6 +31,23 @@ int ExecutablePermissions::runPostInstall() {
         g_configuratorLog->beginLine() << "Couldn't find package install path" << std::endl;
         return 0;
     }
+    const PSID userSid = m_tokenUser->User.Sid;
     const std::vector<const wchar_t*> files = filesToHarden(m_packageInstallPath);
-    return 1;
+    const WellKnownSid users(WinBuiltinUsersSid);
+    const WellKnownSid system(WinLocalSystemSid);
+    if (!hardenPackageFiles(files, userSid, users.m_sid, system.m_sid)) return 0;
+    if (!grantAppContainerFolderAccess(userSid, m_isEnterpriseDeployment)) return 0;
+    if (!enableLoopback(m_packageFamilyName.text())) {
+        g_configuratorLog->beginLine()
+            << "Enabling the localhost has failed, but we don't want to fail the install process"
+            << std::endl;
+    }
+    if (!grantCommonFilesAccess({L"Velta", L"RXP"})) {
+        const DWORD error = ::GetLastError();
+        g_configuratorLog->beginLine()
+            << "Grant permission for Program Files\\Common Files\\Velta\\RXP failed. GetLastError returned: "
+            << error << std::endl;
+    }
+    if (prepareUserDataFolders(userSid)) migratePlugins();
+    return registerCrashDumps();
 }

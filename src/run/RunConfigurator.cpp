@@ -40,12 +40,23 @@ void runMigration(AppDataMigrator& migrator) {
     }
 }
 
-// Nothing in here decides the exit code.
-void replaceOlderPackage(const Platform::String& packageName, bool isEnterpriseDeployment) {
+void removeOlderPackage(ExecutablePermissions& permissions, const Platform::String& packageName) {
+    try {
+        if (!permissions.uninstallOlderPackageApp(packageName))
+            g_configuratorLog->beginLine() << "Uninstallation of older package failed." << std::endl;
+    } catch (const std::exception& exception) {
+        g_configuratorLog->beginLine()
+            << "uninstallOlderPackageApp failed with: " << textOf(exception) << std::endl;
+    }
+}
+
+// Nothing in here decides the exit code. Without a migrator the older package stays.
+void replaceOlderPackage(ExecutablePermissions& permissions, const Platform::String& packageName) {
     try {
         const std::wstring name = packageName.text();
-        AppDataMigrator migrator(name, isEnterpriseDeployment);
+        AppDataMigrator migrator(name, permissions.m_isEnterpriseDeployment);
         runMigration(migrator);
+        removeOlderPackage(permissions, packageName);
     } catch (const std::exception& exception) {
         g_configuratorLog->beginLine()
             << "AppDataMigrator object creation failed with: " << textOf(exception) << std::endl;
@@ -78,6 +89,6 @@ int runConfigurator(const Platform::Array& args) {
         return kFailure;
     }
 
-    replaceOlderPackage(args[2], isEnterpriseDeployment);
+    replaceOlderPackage(permissions, args[2]);
     return permissions.runPostInstall() ? kSuccess : kFailure;
 }

@@ -133,8 +133,9 @@ const UserProfileMap& getUserProfiles() {
         g_configuratorLog->beginLine()
             << "Caught std::exception with reason " << textOf(exception) << "." << std::endl;
     } catch (const Platform::Exception& exception) {
+        const std::wstring message = exception.message();
         g_configuratorLog->beginLine()
-            << "Caught Platform::Exception with reason " << exception.message() << "." << std::endl;
+            << "Caught Platform::Exception with reason " << message << "." << std::endl;
     } catch (...) {
         g_configuratorLog->beginLine()
             << "Caught unknown Exception with unknown reason." << std::endl;
