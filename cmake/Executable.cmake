@@ -1,5 +1,6 @@
 # What every module that this project links has in common: static runtimes, unused sections dropped, addresses
 # randomised, the same bytes from the same source wherever it is built.
+set(CMAKE_MSVC_RUNTIME_LIBRARY MultiThreaded)
 add_library(project_link INTERFACE)
 if(NOT MSVC)
   target_compile_options(project_link INTERFACE

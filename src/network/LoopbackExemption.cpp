@@ -34,6 +34,10 @@ struct Containers {
         if (m_array) m_free(m_array);
     }
 
+    std::span<const INET_FIREWALL_APP_CONTAINER> entries() const {
+        return {m_array, m_array ? m_count : 0};
+    }
+
     DWORD m_count = 0;
     INET_FIREWALL_APP_CONTAINER* m_array = nullptr;
 
@@ -65,8 +69,7 @@ const wchar_t* textOrEmpty(const wchar_t* text) {
 
 // The SID of the first container of that name, null if there is none. Logs the container.
 SID* findContainerSid(const Containers& containers, const wchar_t* packageFamilyName) {
-    for (const INET_FIREWALL_APP_CONTAINER& container :
-         std::span(containers.m_array, containers.m_count)) {
+    for (const INET_FIREWALL_APP_CONTAINER& container : containers.entries()) {
         if (::_wcsicmp(packageFamilyName, textOrEmpty(container.appContainerName)) != 0) continue;
         // Required: no line end, here and in every line below but the library's; the next entry continues there.
         g_configuratorLog->beginLine()

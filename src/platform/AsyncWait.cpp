@@ -31,12 +31,14 @@ public:
 
 private:
     ~DeploymentOutcome() = default;
+    HRESULT queryMarshaler(void** object);
     void fetchResult(IDeploymentOperation* operation, AsyncStatus status);
 
     std::atomic<ULONG> m_references = 1;
     SRWLOCK m_lock = SRWLOCK_INIT;
     CONDITION_VARIABLE m_ended = CONDITION_VARIABLE_INIT;
     bool m_hasEnded = false;
+    ComPointer<IUnknown> m_marshaler;
 };
 
 #ifdef __GNUC__
@@ -52,12 +54,17 @@ HRESULT DeploymentOutcome::QueryInterface(REFIID id, void** object) {
         *object = static_cast<IDeploymentCompletedHandler*>(this);
         return S_OK;
     }
-    if (id == interfaceId<IMarshal>()) {
-        ComPointer<IUnknown> marshaler;
-        const HRESULT created = ::CoCreateFreeThreadedMarshaler(this, marshaler.put());
-        return FAILED(created) ? created : marshaler->QueryInterface(id, object);
-    }
+    if (id == interfaceId<IMarshal>()) return queryMarshaler(object);
     return E_NOINTERFACE;
+}
+
+// The marshaler's references count for this object; only its inner unknown, held here, keeps itself alive.
+HRESULT DeploymentOutcome::queryMarshaler(void** object) {
+    ::AcquireSRWLockExclusive(&m_lock);
+    const HRESULT created = m_marshaler ? S_OK
+                                        : ::CoCreateFreeThreadedMarshaler(this, m_marshaler.put());
+    ::ReleaseSRWLockExclusive(&m_lock);
+    return FAILED(created) ? created : m_marshaler->QueryInterface(interfaceId<IMarshal>(), object);
 }
 
 ULONG DeploymentOutcome::Release() {

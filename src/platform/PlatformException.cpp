@@ -46,6 +46,11 @@ ComPointer<IRestrictedErrorInfo> takeErrorInfo(HRESULT hresult) {
     return info;
 }
 
+std::wstring withoutLineEnd(std::wstring text) {
+    text.erase(text.find_last_not_of(L"\r\n") + 1);
+    return text;
+}
+
 std::wstring systemText(HRESULT hresult) {
     wchar_t* allocated = nullptr;
     const DWORD length = ::FormatMessageW(
@@ -54,9 +59,7 @@ std::wstring systemText(HRESULT hresult) {
     const LocalMemory<wchar_t> owned(allocated);
     if (length == 0) return {};
 
-    std::wstring text(allocated, length);
-    text.erase(text.find_last_not_of(L"\r\n") + 1);
-    return text;
+    return withoutLineEnd(std::wstring(allocated, length));
 }
 
 }  // namespace
@@ -66,9 +69,9 @@ Exception::Exception(HRESULT hresult, ComPointer<IRestrictedErrorInfo> info) noe
 
 std::wstring Exception::message() const {
     ErrorDetails details;
-    if (m_info && readDetails(m_info.get(), details) &&
-        ::SysStringLen(details.restrictedDescription.get()) > 0) {
-        return details.restrictedDescription.get();
+    if (m_info && readDetails(m_info.get(), details) && details.restrictedDescription) {
+        std::wstring description = withoutLineEnd(details.restrictedDescription.get());
+        if (!description.empty()) return description;
     }
     return systemText(m_hresult);
 }

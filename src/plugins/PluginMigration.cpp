@@ -18,9 +18,17 @@ void setHidden(const std::wstring& path, bool isHidden) {
         ::SetFileAttributesW(path.c_str(), attributes ^ FILE_ATTRIBUTE_HIDDEN);
 }
 
+// Lets go of the document at the end of the scope: the runtime that made it is gone before the record that holds it.
+struct DocumentLifetime {
+    ComPointer<IJsonObject>& document;
+
+    ~DocumentLifetime() { document.reset(); }
+};
+
 }  // namespace
 
 void ExecutablePermissions::migratePlugins() {
+    const DocumentLifetime lifetime{m_migrationStatus};
     const std::wstring localState = getAppDataRoot() + L"\\Local\\Packages\\" +
                                     m_packageFamilyName.text() + L"\\LocalState";
     m_migrationStatusFileFullPath = m_rxpAppDataPath + L"\\Plugins\\External\\" +

@@ -37,10 +37,11 @@ long long secondsSince1970() {
 // converted.
 void writeLocalTime(char (&text)[kTimeTextSize], long long seconds) {
     text[0] = '\0';
+    // The end of the year 3000, where Windows' own conversion ends.
+    constexpr long long kLastSecond = 32'535'215'999;
     std::tm local = {};
     const __time64_t time = seconds;
-    constexpr int kLastYearOfFourDigits = 9999 - 1900;
-    if (::_localtime64_s(&local, &time) != 0 || local.tm_year > kLastYearOfFourDigits) return;
+    if (seconds > kLastSecond || ::_localtime64_s(&local, &time) != 0) return;
 
     static constexpr char kDays[] = "SunMonTueWedThuFriSat";
     static constexpr char kMonths[] = "JanFebMarAprMayJunJulAugSepOctNovDec";

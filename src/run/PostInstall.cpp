@@ -14,16 +14,6 @@ namespace {
 
 constexpr wchar_t kDebugRuntime[] = L"\\ucrtbased.dll";
 
-// The files to harden, relative to the install folder; the debug runtime only where it is installed.
-std::vector<const wchar_t*> filesToHarden(const Platform::String& installPath) {
-    std::vector<const wchar_t*> files = {kAppServiceClient,   L"\\TraceRelay2.exe",
-                                         L"\\LogSession.dll", L"\\FerroxMessage5.dll",
-                                         L"\\VeltaPIP.dll",   L"\\FerroxControl.dll"};
-    const Platform::String debugRuntime = installPath + Platform::String(kDebugRuntime);
-    if (::PathFileExistsW(debugRuntime.text())) files.push_back(kDebugRuntime);
-    return files;
-}
-
 }  // namespace
 
 int ExecutablePermissions::runPostInstall() {
@@ -32,7 +22,11 @@ int ExecutablePermissions::runPostInstall() {
         return 0;
     }
     const PSID userSid = m_tokenUser->User.Sid;
-    const std::vector<const wchar_t*> files = filesToHarden(m_packageInstallPath);
+    std::vector<const wchar_t*> files = {kAppServiceClient,   L"\\TraceRelay2.exe",
+                                         L"\\LogSession.dll", L"\\FerroxMessage5.dll",
+                                         L"\\VeltaPIP.dll",   L"\\FerroxControl.dll"};
+    const Platform::String debugRuntime = m_packageInstallPath + Platform::String(kDebugRuntime);
+    if (::PathFileExistsW(debugRuntime.text())) files.push_back(kDebugRuntime);
     const WellKnownSid users(WinBuiltinUsersSid);
     const WellKnownSid system(WinLocalSystemSid);
     if (!hardenPackageFiles(files, userSid, users.m_sid, system.m_sid)) return 0;
