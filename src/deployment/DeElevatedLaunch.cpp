@@ -180,9 +180,9 @@ bool GetParentDirectory(std::wstring& path) {
     if (!buffer) return false;
 
     size_t length = path.copy(buffer.get(), path.size());
-    while (length > 0 && buffer[length - 1] == L'\\')
-        --length;
     buffer[length] = L'\0';
+    while (length > 0 && buffer[length - 1] == L'\\')
+        buffer[--length] = L'\0';
     if (!::PathRemoveFileSpecW(buffer.get())) return false;
     path = buffer.get();
     return true;

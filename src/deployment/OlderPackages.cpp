@@ -1,6 +1,7 @@
 #include <cwchar>
 #include <stdexcept>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "deployment/DeElevatedLaunch.h"
@@ -13,7 +14,7 @@
 #include "run/Publishers.h"
 #include "users/UserProfiles.h"
 
-const std::string g_makerName = "Velta";
+constexpr std::string_view g_makerName = "Velta";
 
 namespace {
 

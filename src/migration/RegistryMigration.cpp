@@ -142,6 +142,7 @@ bool AppDataMigrator::rewriteValue(const RegistryKey& key, const wchar_t* valueN
         << ". New value: " << text << std::endl;
     // Required: odd; it cuts the terminator in half. And the type becomes REG_EXPAND_SZ, whatever it was.
     const DWORD sizeInBytes = static_cast<DWORD>(text.size() * sizeof(wchar_t) + 1);
+    text += L'\0';  // The system completes the terminator with what stands behind the bytes.
     ::RegSetValueExW(key.m_key, valueName, 0, REG_EXPAND_SZ,
                      reinterpret_cast<const BYTE*>(text.c_str()), sizeInBytes);
     return true;

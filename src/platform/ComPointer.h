@@ -12,7 +12,7 @@ const IID& interfaceId() noexcept {
     if constexpr (requires { Interface::kId; }) {
         return Interface::kId;
     } else {
-        return __uuidof(Interface);
+        return __uuidof(Interface);  // cppcheck-suppress returnTempReference
     }
 }
 

@@ -79,38 +79,38 @@ std::wstring Exception::message() const {
 void ThrowForHResult(HRESULT hresult) {
     if (SUCCEEDED(hresult)) return;
 
-    ComPointer<IRestrictedErrorInfo> info = takeErrorInfo(hresult);
+    const ComPointer<IRestrictedErrorInfo> info = takeErrorInfo(hresult);
     switch (hresult) {
         case E_NOTIMPL:
-            throw NotImplementedException(hresult, std::move(info));
+            throw NotImplementedException(hresult, info);
         case E_NOINTERFACE:
-            throw InvalidCastException(hresult, std::move(info));
+            throw InvalidCastException(hresult, info);
         case E_POINTER:
-            throw NullReferenceException(hresult, std::move(info));
+            throw NullReferenceException(hresult, info);
         case E_ABORT:
-            throw OperationCanceledException(hresult, std::move(info));
+            throw OperationCanceledException(hresult, info);
         case E_FAIL:
-            throw FailureException(hresult, std::move(info));
+            throw FailureException(hresult, info);
         case E_BOUNDS:
-            throw OutOfBoundsException(hresult, std::move(info));
+            throw OutOfBoundsException(hresult, info);
         case E_CHANGED_STATE:
-            throw ChangedStateException(hresult, std::move(info));
+            throw ChangedStateException(hresult, info);
         case RO_E_CLOSED:
-            throw ObjectDisposedException(hresult, std::move(info));
+            throw ObjectDisposedException(hresult, info);
         case E_OUTOFMEMORY:
-            throw OutOfMemoryException(hresult, std::move(info));
+            throw OutOfMemoryException(hresult, info);
         case E_INVALIDARG:
-            throw InvalidArgumentException(hresult, std::move(info));
+            throw InvalidArgumentException(hresult, info);
         case E_ACCESSDENIED:
-            throw AccessDeniedException(hresult, std::move(info));
+            throw AccessDeniedException(hresult, info);
         case RPC_E_DISCONNECTED:
-            throw DisconnectedException(hresult, std::move(info));
+            throw DisconnectedException(hresult, info);
         case RPC_E_WRONG_THREAD:
-            throw WrongThreadException(hresult, std::move(info));
+            throw WrongThreadException(hresult, info);
         case REGDB_E_CLASSNOTREG:
-            throw ClassNotRegisteredException(hresult, std::move(info));
+            throw ClassNotRegisteredException(hresult, info);
         default:
-            throw COMException(hresult, std::move(info));
+            throw COMException(hresult, info);
     }
 }
 

@@ -77,8 +77,8 @@ bool copyStorageFolder(const std::wstring& folderName, const std::wstring& stora
 
 }  // namespace
 
-int ExecutablePermissions::migratePluginFolders(std::wstring oldLocation, std::wstring newLocation,
-                                                bool isSettings,
+int ExecutablePermissions::migratePluginFolders(const std::wstring& oldLocation,
+                                                const std::wstring& newLocation, bool isSettings,
                                                 const std::vector<std::wstring>& names,
                                                 std::vector<std::wstring>& migratedNames) {
     for (const std::wstring& folderName : names) {
@@ -96,8 +96,9 @@ int ExecutablePermissions::migratePluginFolders(std::wstring oldLocation, std::w
     return MigrationSucceeded;
 }
 
-int migrateStorageFolder(std::wstring oldLocation, std::wstring newLocation,
-                         std::wstring storageFolderName, const std::vector<std::wstring>& names,
+int migrateStorageFolder(const std::wstring& oldLocation, const std::wstring& newLocation,
+                         const std::wstring& storageFolderName,
+                         const std::vector<std::wstring>& names,
                          const std::vector<std::wstring>& migratedNames) {
     std::vector<std::wstring> copiedFolders;
     for (const std::wstring& folderName : names) {

@@ -8,8 +8,9 @@
 // Copies each plug-in's `storageFolderName` from its old settings folder into its new one, then
 // deletes the copy of it that came along with the settings. A copy that fails is logged, takes back
 // all of `migratedNames` and gives PluginSettingsFailed; otherwise MigrationSucceeded.
-int migrateStorageFolder(std::wstring oldLocation, std::wstring newLocation,
-                         std::wstring storageFolderName, const std::vector<std::wstring>& names,
+int migrateStorageFolder(const std::wstring& oldLocation, const std::wstring& newLocation,
+                         const std::wstring& storageFolderName,
+                         const std::vector<std::wstring>& names,
                          const std::vector<std::wstring>& migratedNames);
 
 // Deletes the folders of these names below `root`, whatever a single one meets.

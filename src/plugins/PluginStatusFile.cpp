@@ -96,7 +96,7 @@ bool ExecutablePermissions::isMigrationNeeded() {
 }
 
 ComPointer<IJsonObject> ExecutablePermissions::buildMigrationStatusEntry(int result) const {
-    const Document entry = Platform::Json::createObject();
+    Document entry = Platform::Json::createObject();
     Platform::Json::setNamedValue(entry, m_appVersionKey,
                                   Platform::Json::createStringValue(m_version));
     Platform::Json::setNamedValue(entry, m_statusKey, Platform::Json::createNumberValue(result));

@@ -1,5 +1,6 @@
 #include "run/ConfiguratorLog.h"
 
+#include <cstddef>
 #include <cstdio>
 #include <cstring>
 #include <ctime>
@@ -46,8 +47,8 @@ void writeLocalTime(char (&text)[kTimeTextSize], long long seconds) {
     static constexpr char kDays[] = "SunMonTueWedThuFriSat";
     static constexpr char kMonths[] = "JanFebMarAprMayJunJulAugSepOctNovDec";
     std::snprintf(text, kTimeTextSize, "%.3s %.3s %2d %02d:%02d:%02d %4d\n",
-                  kDays + local.tm_wday * 3, kMonths + local.tm_mon * 3, local.tm_mday,
-                  local.tm_hour, local.tm_min, local.tm_sec, local.tm_year + 1900);
+                  kDays + ptrdiff_t{3} * local.tm_wday, kMonths + ptrdiff_t{3} * local.tm_mon,
+                  local.tm_mday, local.tm_hour, local.tm_min, local.tm_sec, local.tm_year + 1900);
 }
 
 }  // namespace

@@ -63,8 +63,8 @@ public:
     // Copies the folders of these names and records in `migratedNames` those that arrived.
     // MigrationResult: a copy that fails is logged, sets m_migrationFailureReason and takes back
     // what `migratedNames` holds.
-    int migratePluginFolders(std::wstring oldLocation, std::wstring newLocation, bool isSettings,
-                             const std::vector<std::wstring>& names,
+    int migratePluginFolders(const std::wstring& oldLocation, const std::wstring& newLocation,
+                             bool isSettings, const std::vector<std::wstring>& names,
                              std::vector<std::wstring>& migratedNames);
 
     // Deletes the plug-in status file if it holds an entry of too old an application.

@@ -5,7 +5,7 @@
 namespace {
 
 // Nothing can catch what is thrown before the entry point.
-Platform::String makeName(const wchar_t* text) {
+Platform::String makeName(const wchar_t* text) noexcept {
     try {
         return Platform::String(text);
     } catch (...) {

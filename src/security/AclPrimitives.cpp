@@ -14,9 +14,9 @@ constexpr wchar_t kMediumLabel[] = L"S:(ML;;NW;;;ME)";
 
 }  // namespace
 
-WellKnownSid::WellKnownSid(WELL_KNOWN_SID_TYPE type) {
+WellKnownSid::WellKnownSid(WELL_KNOWN_SID_TYPE type)
+    : m_sid(::LocalAlloc(LMEM_FIXED, SECURITY_MAX_SID_SIZE)) {
     DWORD size = SECURITY_MAX_SID_SIZE;
-    m_sid = ::LocalAlloc(LMEM_FIXED, size);
     if (!m_sid) {
         g_configuratorLog->beginLine() << "Can't allocate " << size << " for PSID." << std::endl;
         throw UnknownException();

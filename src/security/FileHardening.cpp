@@ -60,6 +60,7 @@ bool hardenFile(const std::wstring& path, bool keepsIntegrityLevel, PSID userSid
 
 }  // namespace
 
+// NOLINTNEXTLINE(performance-unnecessary-value-param): the list is the callee's, as its interface says.
 bool ExecutablePermissions::hardenPackageFiles(std::vector<const wchar_t*> files, PSID userSid,
                                                PSID usersSid, PSID systemSid) {
     for (const wchar_t* file : files) {
