@@ -1,0 +1,76 @@
+#include <stdexcept>
+
+#include "stand-in/ErrorInfo.h"
+#include "support/MachineTest.h"
+
+using standin::machineFromJson;
+using standin::MachineState;
+using standin::toJson;
+using ::testing::ElementsAre;
+
+namespace {
+
+MachineState fullState() {
+    MachineState state;
+    state.packages.push_back({.name = L"Maker.App",
+                              .publisher = L"CN=Maker, O=\"Ü\"",
+                              .version = {1, 2, 3, 65535},
+                              .fullName = L"full",
+                              .familyName = L"family",
+                              .installPath = L"C:\\App",
+                              .users = {L"S-1-5-21-1", L"S-1-5-21-2"},
+                              .isProvisioned = true,
+                              .removal = {}});
+    state.tokenUser = L"S-1-5-21-1";
+    state.folders[CSIDL_APPDATA] = {L"C:\\a", 0};
+    state.folders[CSIDL_PROFILE] = {L"", E_FAIL};
+    state.registryRoot = L"Software\\x";
+    state.hasPathLimits = false;
+    state.clock = 0x01D9000000000000;
+    state.errorObject = {E_FAIL, L"d", L"r"};
+    state.json = {standin::JsonHabits::FailedParse::LeftOver, true};
+    return state;
+}
+
+TEST(MachineStateTest, JsonKeepsEverything) {
+    const MachineState read = machineFromJson(toJson(fullState()));
+
+    ASSERT_EQ(read.packages.size(), 1u);
+    EXPECT_EQ(read.packages[0].publisher, L"CN=Maker, O=\"Ü\"");
+    EXPECT_EQ(read.packages[0].version.revision, 65535);
+    EXPECT_THAT(read.packages[0].users, ElementsAre(L"S-1-5-21-1", L"S-1-5-21-2"));
+    EXPECT_TRUE(read.packages[0].isProvisioned);
+    EXPECT_EQ(read.folders.at(CSIDL_APPDATA).path, L"C:\\a");
+    EXPECT_EQ(read.folders.at(CSIDL_PROFILE).error, E_FAIL);
+    EXPECT_FALSE(read.hasPathLimits);
+    EXPECT_EQ(read.clock, 0x01D9000000000000u);
+    EXPECT_EQ(read.errorObject->restrictedDescription, L"r");
+    EXPECT_EQ(read.json.failedParse, standin::JsonHabits::FailedParse::LeftOver);
+    EXPECT_TRUE(read.json.reversesKeys);
+    EXPECT_EQ(toJson(read), toJson(fullState()));
+}
+
+TEST(MachineStateTest, WhatIsLeftOutIsTheRealThing) {
+    const MachineState read = machineFromJson("{}");
+
+    EXPECT_EQ(toJson(read), toJson(MachineState()));
+    EXPECT_TRUE(read.hasPathLimits);
+    EXPECT_FALSE(read.clock.has_value());
+}
+
+TEST(MachineStateTest, OtherTextIsRefused) {
+    EXPECT_THROW(machineFromJson(""), std::runtime_error);
+    EXPECT_THROW(machineFromJson(R"({"packages": [{"name": "a"}]})"), std::runtime_error);
+    EXPECT_THROW(standin::readMachine(L"C:\\no such file"), std::runtime_error);
+}
+
+TEST_F(MachineTest, AChangeIsWrittenBackAtOnce) {
+    standin::writeMachine(scratch / L"machine.json", fullState());
+    machine.attachFile(scratch / L"machine.json");
+
+    ::SetRestrictedErrorInfo(nullptr);
+
+    EXPECT_FALSE(standin::readMachine(scratch / L"machine.json").errorObject.has_value());
+}
+
+}  // namespace
