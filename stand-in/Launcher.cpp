@@ -34,6 +34,13 @@ std::vector<nlohmann::json> linesOf(const std::wstring& traceFile) {
     return lines;
 }
 
+std::wstring fullPath(const std::wstring& path) {
+    if (path.empty()) return path;
+    wchar_t full[MAX_PATH] = {};
+    ::GetFullPathNameW(path.c_str(), MAX_PATH, full, nullptr);
+    return full;
+}
+
 // What the closing line says, if the process came to write one.
 void readClosingLine(const std::wstring& traceFile, LaunchResult& result) {
     const auto lines = linesOf(traceFile);
@@ -55,8 +62,9 @@ LaunchResult launch(const Launch& launch) {
     start.program = launch.program;
     start.commandLine = L'"' + launch.program + L'"';
     if (!launch.commandTail.empty()) start.commandLine += L' ' + launch.commandTail;
-    start.machineFile = launch.machineFile;
-    start.traceFile = launch.traceFile;
+    // A program that this one starts may have another working folder.
+    start.machineFile = fullPath(launch.machineFile);
+    start.traceFile = fullPath(launch.traceFile);
     start.faults = launch.faults;
     start.environment = launch.environment;
     start.workingFolder = launch.workingFolder;

@@ -61,8 +61,7 @@ JsonHabits habitsFrom(const Json& object) {
     const std::string wanted = object.value("failedParse", kFailedParses[0]);
     const auto found = std::find(std::begin(kFailedParses), std::end(kFailedParses), wanted);
     if (found == std::end(kFailedParses)) throw std::runtime_error("no failedParse: " + wanted);
-    habits.failedParse =
-        static_cast<JsonHabits::FailedParse>(found - std::begin(kFailedParses));
+    habits.failedParse = static_cast<JsonHabits::FailedParse>(found - std::begin(kFailedParses));
     habits.reversesKeys = object.value("reversesKeys", false);
     return habits;
 }

@@ -12,15 +12,16 @@ namespace {
 
 MachineState fullState() {
     MachineState state;
-    state.packages.push_back({.name = L"Maker.App",
-                              .publisher = L"CN=Maker, O=\"Ü\"",
-                              .version = {1, 2, 3, 65535},
-                              .fullName = L"full",
-                              .familyName = L"family",
-                              .installPath = L"C:\\App",
-                              .users = {L"S-1-5-21-1", L"S-1-5-21-2"},
-                              .isProvisioned = true,
-                              .removal = {}});
+    state.packages.push_back(
+        {.name = L"Maker.App",
+         .publisher = L"CN=Maker, O=\"Ü\"",
+         .version = {1, 2, 3, 65535},
+         .fullName = L"full",
+         .familyName = L"family",
+         .installPath = L"C:\\App",
+         .users = {L"S-1-5-21-1", L"S-1-5-21-2"},
+         .isProvisioned = true,
+         .removal = {standin::RemovalOutcome::Kind::Failed, E_FAIL, L"text", true}});
     state.tokenUser = L"S-1-5-21-1";
     state.folders[CSIDL_APPDATA] = {L"C:\\a", 0};
     state.folders[CSIDL_PROFILE] = {L"", E_FAIL};
@@ -29,6 +30,12 @@ MachineState fullState() {
     state.clock = 0x01D9000000000000;
     state.errorObject = {E_FAIL, L"d", L"r"};
     state.json = {standin::JsonHabits::FailedParse::LeftOver, true};
+    state.hasPackageManager8 = false;
+    state.desktop = {false, 17, 3, L"S-1-5-21-3", standin::PretendedProcess{5, 7}};
+    state.network.emplace();
+    state.network->containers = {{L"name", std::nullopt, L"whole", L"S-1-15-2-1"}};
+    state.network->exempt = {{L"S-1-15-2-2", 4}};
+    state.network->missingFunctions = {"a function"};
     return state;
 }
 
@@ -47,6 +54,15 @@ TEST(MachineStateTest, JsonKeepsEverything) {
     EXPECT_EQ(read.errorObject->restrictedDescription, L"r");
     EXPECT_EQ(read.json.failedParse, standin::JsonHabits::FailedParse::LeftOver);
     EXPECT_TRUE(read.json.reversesKeys);
+    EXPECT_EQ(read.packages[0].removal.kind, standin::RemovalOutcome::Kind::Failed);
+    EXPECT_TRUE(read.packages[0].removal.endsAtOnce);
+    EXPECT_FALSE(read.hasPackageManager8);
+    EXPECT_EQ(read.desktop->shellProcess, 17u);
+    EXPECT_EQ(read.desktop->pretended->exitCode, 7u);
+    EXPECT_EQ(read.network->containers.at(0).displayName, std::nullopt);
+    EXPECT_EQ(read.network->containers.at(0).packageFullName, L"whole");
+    EXPECT_EQ(read.network->exempt.at(0).attributes, 4u);
+    EXPECT_THAT(read.network->missingFunctions, ElementsAre("a function"));
     EXPECT_EQ(toJson(read), toJson(fullState()));
 }
 

@@ -2,6 +2,7 @@
 #include <cstring>
 
 #include "end_to_end/World.h"
+#include "stand-in/FileSecurity.h"
 #include "stand-in/Text.h"
 #include "support/Files.h"
 
@@ -61,11 +62,28 @@ std::string describeFiles(const World& world) {
     return text;
 }
 
+std::string describeMachine(const standin::MachineState& state) {
+    std::string text;
+    for (const standin::InstalledPackage& package : state.packages) {
+        text += "package " + toUtf8(package.fullName) +
+                (package.isProvisioned ? " (provisioned)" : "") + "\n";
+        for (const std::wstring& user : package.users)
+            text += "    for " + toUtf8(user) + "\n";
+    }
+    if (state.network) {
+        for (const standin::ExemptSid& exempt : state.network->exempt)
+            text += "exempt from the loopback rule: " + toUtf8(exempt.sid) + "\n";
+    }
+    for (const auto& [path, security] : state.fileSecurity)
+        text += "security of " + toUtf8(path) + "\n" + standin::textOf(security) + "\n";
+    return text;
+}
+
 }  // namespace
 
 std::string describe(const World& world) {
     std::string text = "Files\n" + describeFiles(world) + "\nRegistry\n";
     describeKey(world.registry(), HKEY_LOCAL_MACHINE, "HKEY_LOCAL_MACHINE", L"", text);
     describeKey(world.registry(), HKEY_USERS, "HKEY_USERS", L"", text);
-    return text + "\nMachine\n" + standin::toJson(world.state);
+    return text + "\nMachine\n" + describeMachine(world.state);
 }

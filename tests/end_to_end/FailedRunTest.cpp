@@ -258,4 +258,35 @@ TEST_F(FailedRunTest, TheRunOfTheLoggedOnUserRemovesTheOlderPackageItself) {
                                  "fullpath is {install}\\LumoraSDKAppServiceClient.exe\n"));
 }
 
+TEST_F(FailedRunTest, TheRunAfterAFailedHardeningDoesWhatWasLeftUndone) {
+    const std::wstring file = world.installFolder() + L"\\LogSession.dll";
+    removeTree(file);
+    run(kTypicalArguments);
+    writeFile(file, "program");
+
+    const standin::LaunchResult result = run(kTypicalArguments);
+
+    EXPECT_EQ(result.exitCode, 0u);
+    const std::string typical = golden("typical.log");
+    const std::string second = golden("second-run.log");
+    const std::string hardening = "fullpath is {install}\\LumoraSDKAppServiceClient.exe";
+    expectSameLog(withSortedUsers(lastLog()),
+                  withSortedUsers(upTo(second, hardening) + typical.substr(typical.find(hardening))));
+    EXPECT_FALSE(exists(plugins()));
+    EXPECT_TRUE(hasCrashDumpKey());
+}
+
+TEST_F(FailedRunTest, TheRunAfterOneWithoutACompanionRemovesTheOlderPackage) {
+    const std::wstring companion = world.installer() + L"\\LSDKConfiguratorHelper.exe";
+    const std::string program = readFile(companion);
+    removeTree(companion);
+    run(kTypicalArguments);
+    writeFile(companion, program);
+
+    const standin::LaunchResult result = run(kTypicalArguments);
+
+    EXPECT_EQ(result.exitCode, 0u);
+    EXPECT_EQ(packageCount(), 1u);
+}
+
 }  // namespace

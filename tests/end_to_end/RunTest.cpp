@@ -89,6 +89,14 @@ standin::LaunchResult RunTest::run(const std::wstring& arguments, const std::str
     launch.workingFolder = scratch.path();
     const standin::LaunchResult result = standin::launch(launch);
     world.state = standin::readMachine(m_machineFile);
+    for (const std::string& leak : result.leaks) {
+        // The text of the own SID and the descriptors behind the files' lists are never released.
+        EXPECT_TRUE(leak == "memory#1" || leak.starts_with("lost descriptor#"))
+            << leak << " is still out";
+    }
+    EXPECT_THAT(result.doubleReleases, ::testing::IsEmpty());
+    EXPECT_THAT(result.misuse, ::testing::IsEmpty());
+    EXPECT_THAT(result.unfiredFaults, ::testing::IsEmpty());
     return result;
 }
 

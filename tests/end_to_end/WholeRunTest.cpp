@@ -5,7 +5,7 @@
 namespace {
 
 using ::testing::ElementsAre;
-using ::testing::IsEmpty;
+using ::testing::HasSubstr;
 
 constexpr wchar_t kStatusFile[] = L"\\LocalState\\mig_status.json";
 constexpr wchar_t kEnterpriseArguments[] = L"40.1.0.0 Velta.QK QK.exe ZRKL true";
@@ -206,6 +206,26 @@ TEST_F(WholeRunTest, EnterpriseRunRemovesTheOlderPackageForEverybody) {
     run(kEnterpriseArguments);
 
     EXPECT_THAT(installedPackages(), ElementsAre(L"Velta.QK_40.1.0.0_x64__kt83f9rd2xj6a"));
+}
+
+TEST_F(WholeRunTest, SecondEnterpriseRunMovesNothing) {
+    makeEnterpriseWorld(world);
+    run(kEnterpriseArguments);
+    std::map<std::wstring, std::map<std::wstring, std::string>> before;
+    for (const WorldUser& user : {kAnna, kBjorn, kChen})
+        before[user.sid] = listTree(world.profile(user));
+
+    const standin::LaunchResult result = run(kEnterpriseArguments);
+
+    EXPECT_EQ(result.exitCode, 0u);
+    for (const WorldUser& user : {kAnna, kBjorn, kChen}) {
+        const std::string name = standin::toUtf8(user.name);
+        EXPECT_THAT(lastLog(), HasSubstr("Migration status file '{" + name +
+                                         " new}\\LocalState\\mig_status.json' exists. for user sid {" +
+                                         name + "} App Data Migration not needed.\n"));
+        expectSameTree(listTree(world.profile(user)), before[user.sid]);
+    }
+    EXPECT_THAT(lastLog(), HasSubstr("App Data Migration not needed for any one.\n"));
 }
 
 }  // namespace

@@ -154,7 +154,7 @@ void runUnix(const std::string& command) {
     }
     ::CloseHandle(started.hThread);
     ::CloseHandle(started.hProcess);
-    constexpr int kPatience = 5000;  // times 1 ms
+    constexpr int kPatience = 30000;  // times 1 ms
     for (int waited = 0; !::DeleteFileW(done.c_str()); ++waited) {
         if (waited > kPatience) fail("no end of", toWide(command));
         ::Sleep(1);
