@@ -44,7 +44,8 @@ fi
 show() { wine "$binaries/sample-machine.exe" show "$folder" machine.json | tr -d '\r'; }
 
 show >before.txt
-lines_before=$(cat "$log" 2>/dev/null | wc -l)
+lines_before=0
+if [ -f "$log" ]; then lines_before=$(wc -l <"$log"); fi
 echo "Running LSDKConfigurator.exe $(cat arguments)"
 # shellcheck disable=SC2046 # the arguments are words
 wine "$binaries/launcher.exe" --machine machine.json --trace trace.jsonl \
