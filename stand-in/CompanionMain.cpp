@@ -43,8 +43,10 @@ int removePackages(const std::wstring& file, int count, wchar_t** fullNames) {
     for (int i = 0; i < count; ++i) {
         if (!removePackage(machine, standin::toUtf8(fullNames[i]), user)) ++missing;
     }
-    std::ofstream(file.c_str(), std::ios::binary) << machine.dump(2) << "\n";
-    return missing;
+    const std::wstring beside = file + L".new";
+    std::ofstream(beside.c_str(), std::ios::binary) << machine.dump(2) << "\n";
+    const BOOL isWritten = ::MoveFileExW(beside.c_str(), file.c_str(), MOVEFILE_REPLACE_EXISTING);
+    return isWritten ? missing : kNoMachine;
 }
 
 }  // namespace

@@ -110,7 +110,7 @@ using SecureCopyFunction = errno_t (*)(wchar_t*, size_t, const wchar_t*);
       Status, "..")                                                                      \
     X(NetworkIsolationGetAppContainerConfig, decltype(&::NetworkIsolationGetAppContainerConfig), \
       Status, "..")                                                                      \
-    X(NetworkIsolationFreeAppContainers, decltype(&::NetworkIsolationFreeAppContainers), Status, \
+    X(NetworkIsolationFreeAppContainers, decltype(&::NetworkIsolationFreeAppContainers), Never, \
       ".")                                                                               \
     /* text and clock */                                                                 \
     X(WideCharToMultiByte, decltype(&::WideCharToMultiByte), LastError, ".x..o...")      \

@@ -204,13 +204,9 @@ TEST_F(BadStatusFileTest, NestingUpToThePlatformsLimitIsKeptAndBeyondItCountsAsN
 
 TEST_F(BadStatusFileTest, EveryFailingJsonCallLeavesAsAnExceptionAndLosesNoPlugin) {
     writeStatus(R"({"ZRKL":{"appVersion":"39","status":0},"OWN":{"appVersion":"39","status":1}})");
-    struct Row {
-        const char* call;
-        size_t count;  // in a run
-    };
     const std::string bytes = statusText();
     run();
-    std::map<std::string, size_t> counts;
+    std::map<std::string, size_t> counts;  // of a whole run, by call
     for (const standin::Call& call : machine.trace.all()) {
         if (call.name.find("::") != std::string::npos || call.name == "RoGetActivationFactory")
             ++counts[call.name];

@@ -27,8 +27,6 @@ protected:
     void removeVerbatim(const std::wstring& name) {
         removeTree(L"\\\\?\\" + oldPlugins + L"\\" + name);
     }
-
-    std::string narrow(const std::wstring& text) { return {text.begin(), text.end()}; }
 };
 
 TEST_F(PluginEnumerationTest, MissingLocationLeavesTheListAndIsNotSearched) {
@@ -163,7 +161,7 @@ TEST_F(PluginEnumerationTest, AFailureOnTheWayCountsAsTheEnd) {
     EXPECT_EQ(logText(), "");
 }
 
-TEST_F(PluginEnumerationTest, NamesComeInTheOrderOfTheFileSystem) {
+TEST_F(PluginEnumerationTest, OddEntriesAreSiftedAndTheRestKeepsTheOrderOfTheFileSystem) {
     struct Entry {
         const wchar_t* name;
         DWORD attributes;
@@ -172,7 +170,7 @@ TEST_F(PluginEnumerationTest, NamesComeInTheOrderOfTheFileSystem) {
     const Entry entries[] = {
         {L"z", kFolder},
         {L"..", kFolder},
-        {L"", kFolder},  // Required: an empty name is skipped.
+        {L"", kFolder},
         {L"file", FILE_ATTRIBUTE_ARCHIVE},
         {L"\xD800 alone", kFolder},
         {L"..b", kFolder},

@@ -108,6 +108,21 @@ TEST_F(PluginSizesTest, ANameThatIsNoUtf16IsMovedAndLeavesTheRecordEmpty) {
     EXPECT_EQ(statusText(), "");
 }
 
+TEST_F(PluginSizesTest, SettingsThatAreTooDeepForTheirNewPlaceFailAndNothingIsLost) {
+    addPlugin(L"a");
+    const std::wstring folder = std::wstring(100, L'd') + L"\\";
+    const size_t prefix = (oldSettings + L"\\b\\" + folder).size();
+    addSettings(L"b", {{folder + std::wstring(255 - prefix, L'f'), "deep"}});
+    const auto before = listTree(localState);
+
+    run();
+
+    EXPECT_EQ(listTree(localState), before);
+    EXPECT_FALSE(exists(newPlugins + L"\\a"));
+    EXPECT_EQ(statusText(), R"({"OWN":{"appVersion":"39.1.0","status":2,"migrated":["a"],"failed":[],)"
+                            R"("reason":"Failed to copy b SHFileOperation error: 121"}})");
+}
+
 TEST_F(PluginSizesTest, FiveHundredPluginsAreMovedInTheOrderOfTheList) {
     makeFolder(oldPlugins);
     inFolder(

@@ -30,15 +30,13 @@ protected:
                                     migrated);
     }
 
-    static std::string bytes(const std::wstring& text) { return {text.begin(), text.end()}; }
-
     // The lines before a copy: both paths have grown by then.
     std::string copyLines(const std::string& name, const std::string& storage) const {
-        return "old storageFolder path = " + bytes(oldSettings) + "\\" + name + "\\" + storage +
-               "\0\nnew storageFolder path = "s + bytes(newSettings) + "\\" + name + "\0\n"s;
+        return "old storageFolder path = " + narrow(oldSettings) + "\\" + name + "\\" + storage +
+               "\0\nnew storageFolder path = "s + narrow(newSettings) + "\\" + name + "\0\n"s;
     }
     std::string deleteLine(const std::string& name, const std::string& storage) const {
-        return "migrated storageFolder to be deleted = " + bytes(newSettings) + "\\" + name +
+        return "migrated storageFolder to be deleted = " + narrow(newSettings) + "\\" + name +
                "\\PluginData\\" + storage + "\n";
     }
 };
@@ -73,18 +71,13 @@ TEST_F(PluginStorageTest, AllCopiesComeBeforeTheFirstDelete) {
 
     EXPECT_EQ(logText(), copyLines("c", "SecureStorage") + copyLines("a", "SecureStorage") +
                              deleteLine("c", "SecureStorage") + deleteLine("a", "SecureStorage"));
-    const std::string from = bytes(oldSettings);
-    const std::string to = bytes(newSettings);
-    const auto copyCall = [&](const std::string& name) {
-        return "SHFileOperationW(window=null, func=2, from=\"" + from + "\\" + name +
-               "\\SecureStorage\\0\\0\", to=\"" + to + "\\" + name + "\\0\\0\", flags=0x614) = 0";
-    };
-    const auto deleteCall = [&](const std::string& name) {
-        return "SHFileOperationW(window=null, func=3, from=\"" + to + "\\" + name +
-               "\\PluginData\\SecureStorage\\0\\0\", to=null, flags=0x414) = 0";
-    };
+    const std::string from = narrow(oldSettings) + "\\";
+    const std::string to = narrow(newSettings) + "\\";
     EXPECT_THAT(machine.calls({"SHFileOperationW"}),
-                ElementsAre(copyCall("c"), copyCall("a"), deleteCall("c"), deleteCall("a")));
+                ElementsAre(copyCall(from + "c\\SecureStorage", to + "c"),
+                            copyCall(from + "a\\SecureStorage", to + "a"),
+                            deleteCall(to + "c\\PluginData\\SecureStorage"),
+                            deleteCall(to + "a\\PluginData\\SecureStorage")));
 }
 
 TEST_F(PluginStorageTest, APluginWithoutTheStorageGetsNoLineAndNoCall) {
@@ -106,8 +99,8 @@ TEST_F(PluginStorageTest, AFailedCopyTakesAllSettingsBack) {
 
     EXPECT_THAT(listTree(newSettings), IsEmpty());
     EXPECT_EQ(logText(), copyLines("a", "LocalStorage") + copyLines("b", "LocalStorage") +
-                             "Failed to copy bLocalStorage from " + bytes(oldSettings) +
-                             "\\b\\LocalStorage\0 to "s + bytes(newSettings) +
+                             "Failed to copy bLocalStorage from " + narrow(oldSettings) +
+                             "\\b\\LocalStorage\0 to "s + narrow(newSettings) +
                              "\\b\0 SHFileOperation error: -7\n"s);
     EXPECT_EQ(permissions.m_migrationFailureReason, L"");
 }
@@ -144,8 +137,8 @@ TEST_F(PluginStorageTest, AnExceptionIsLoggedWithItsTextAndTakesAllSettingsBack)
     EXPECT_EQ(migrate(L"LocalStorage", {L"a"}, {L"a"}), 2);
 
     EXPECT_EQ(logText(), copyLines("a", "LocalStorage") + "Failed to copy aLocalStorage from " +
-                             bytes(oldSettings) + "\\a\\LocalStorage\0 to "s + bytes(newSettings) +
-                             "\\a\0 with the reasonbecause\n"s);
+                             narrow(oldSettings) + "\\a\\LocalStorage\0 to "s +
+                             narrow(newSettings) + "\\a\0 with the reasonbecause\n"s);
     EXPECT_THAT(listTree(newSettings), IsEmpty());
 }
 
@@ -159,7 +152,7 @@ TEST_F(PluginStorageTest, AFailedDeleteOfTheDuplicateIsLoggedAndNoFailure) {
 
     EXPECT_EQ(logText(), copyLines("a", "LocalStorage") + copyLines("b", "LocalStorage") +
                              deleteLine("a", "LocalStorage") + "Failed to delete " +
-                             bytes(newSettings) +
+                             narrow(newSettings) +
                              "\\a\\PluginData\\LocalStorage\0 SHFileOperation error: 32\n"s +
                              deleteLine("b", "LocalStorage"));
     EXPECT_TRUE(exists(newSettings + L"\\a\\LocalStorage\\data"));

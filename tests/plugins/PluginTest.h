@@ -43,6 +43,25 @@ protected:
         addFiles(oldSettings + L"\\" + name, files);
     }
 
+    // Text without characters beyond ASCII, as logs and traces have it.
+    static std::string narrow(const std::wstring& text) { return {text.begin(), text.end()}; }
+
+    // The status file of a run that succeeded; names as they stand in it.
+    static std::string success(const std::string& migrated) {
+        return R"({"OWN":{"appVersion":"39.1.0","status":0,"migrated":[)" + migrated +
+               R"(],"failed":[]}})";
+    }
+
+    // Calls on the shell as the trace has them.
+    static std::string copyCall(const std::string& from, const std::string& to) {
+        return "SHFileOperationW(window=null, func=2, from=\"" + from + "\\0\\0\", to=\"" + to +
+               "\\0\\0\", flags=0x614) = 0";
+    }
+    static std::string deleteCall(const std::string& path) {
+        return "SHFileOperationW(window=null, func=3, from=\"" + path +
+               "\\0\\0\", to=null, flags=0x414) = 0";
+    }
+
     void writeStatus(std::string_view bytes) { writeFile(statusFile, bytes); }
     std::string statusText() { return readFile(statusFile); }
 
