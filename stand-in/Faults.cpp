@@ -1,5 +1,6 @@
 #include "Faults.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <stdexcept>
 
@@ -22,6 +23,7 @@ std::string Fault::text() const {
     std::string text = call.empty() ? "#" : call + ":";
     text += std::to_string(index);
     if (lasting) text += "+";
+    if (tearsCall) return text + "~";
     return endsProcess ? text + "!" : text + "=" + std::to_string(error);
 }
 
@@ -41,8 +43,9 @@ Fault Fault::parse(std::string_view text) {
         rest = whole.substr(colon + 1);
     }
     fault.index = takeNumber(rest, whole);
-    if (rest == "!") {
-        fault.endsProcess = true;
+    if (rest == "!" || rest == "~") {
+        fault.endsProcess = rest == "!";
+        fault.tearsCall = rest == "~";
         return fault;
     }
     if (rest.starts_with('+')) {
@@ -65,7 +68,7 @@ void Faults::addAll(std::string_view textsBySemicolon) {
     }
 }
 
-Faults::Verdict Faults::judge(std::string_view name, size_t number, bool canFail) {
+Faults::Verdict Faults::judge(std::string_view name, size_t number, bool canFail, bool canTear) {
     Verdict verdict;
     for (Fault& fault : m_faults) {
         if (!fault.call.empty() && fault.call != name) continue;
@@ -76,7 +79,10 @@ Faults::Verdict Faults::judge(std::string_view name, size_t number, bool canFail
         if (fault.endsProcess) {
             verdict.endsProcess = true;
             fault.outcome = Fault::Outcome::Fired;
-        } else if (!canFail) {
+        } else if (fault.tearsCall && canTear) {
+            verdict.tearsCall = true;
+            fault.outcome = Fault::Outcome::Fired;
+        } else if (!canFail || fault.tearsCall) {
             if (fault.outcome == Fault::Outcome::Waiting)
                 fault.outcome = Fault::Outcome::CannotFail;
         } else if (!verdict.fails) {
@@ -86,6 +92,11 @@ Faults::Verdict Faults::judge(std::string_view name, size_t number, bool canFail
         }
     }
     return verdict;
+}
+
+bool Faults::isNamed(std::string_view name) const {
+    return std::any_of(m_faults.begin(), m_faults.end(),
+                       [&](const Fault& fault) { return fault.call == name; });
 }
 
 std::vector<std::string> Faults::unfired() const {

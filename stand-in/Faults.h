@@ -12,7 +12,8 @@ namespace standin {
 
 // One failure to inject. As text: "CopyFileW:3=32" fails the third CopyFileW with 32,
 // "CopyFileW:3+=32" that one and all later ones, "#57=5" call number 57 of the trace;
-// "CopyFileW:3!" and "#57!" end the process right after the call.
+// "CopyFileW:3!" and "#57!" end the process right after the call, "#57~" in the middle of a write.
+// "malloc:9" is the ninth allocation since the program's first call.
 struct STANDIN_API Fault {
     enum class Outcome { Waiting, Fired, CannotFail };
 
@@ -21,6 +22,7 @@ struct STANDIN_API Fault {
     DWORD error = 0;
     bool lasting = false;
     bool endsProcess = false;
+    bool tearsCall = false;
     Outcome outcome = Outcome::Waiting;
     size_t seen = 0;
 
@@ -35,6 +37,7 @@ public:
         bool fails = false;
         DWORD error = 0;
         bool endsProcess = false;
+        bool tearsCall = false;
     };
 
     void add(Fault fault) { m_faults.push_back(std::move(fault)); }
@@ -42,7 +45,9 @@ public:
     void clear() { m_faults.clear(); }
 
     // Counts the call and says what is to become of it.
-    Verdict judge(std::string_view name, size_t number, bool canFail);
+    Verdict judge(std::string_view name, size_t number, bool canFail, bool canTear = false);
+    // Whether a fault waits for calls of that name.
+    bool isNamed(std::string_view name) const;
 
     const std::vector<Fault>& all() const { return m_faults; }
     // Faults that never took effect.

@@ -12,6 +12,7 @@
 #include "PendingCall.h"
 #include "PlatformCalls.h"
 #include "RuntimeCalls.h"
+#include "Tears.h"
 
 namespace standin {
 
@@ -92,7 +93,7 @@ struct Hook<C, Result (*)(A...)> {
             ::SetLastError(lastError);
             return Traits::real()(arguments...);
         }
-        PendingCall pending(Traits::name, kCanFail);
+        PendingCall pending(Traits::name, kCanFail, Tear<C>::isPossible);
         describeInputs(pending, std::index_sequence_for<A...>(), arguments...);
         if constexpr (kFailure == Failure::DoesNotReturn) PendingCall::finishForEver();
         ::SetLastError(lastError);
@@ -101,6 +102,12 @@ struct Hook<C, Result (*)(A...)> {
 
 private:
     static Result finish(PendingCall& pending, DWORD, A... arguments) {
+        if constexpr (Tear<C>::isPossible) {
+            if (pending.mustTear()) {
+                Tear<C>::performHalf(arguments...);
+                Machine::get().endProcess(kEndedByFault);
+            }
+        }
         if constexpr (std::is_void_v<Result>) {
             perform(arguments...);
             Machine::get().runCallbacks(Traits::name);

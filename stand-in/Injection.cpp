@@ -3,6 +3,7 @@
 #include <nlohmann/json.hpp>
 #include <string>
 
+#include "Allocations.h"
 #include "Injection.h"
 #include "Machine.h"
 #include "PrivateRegistry.h"
@@ -41,7 +42,8 @@ void writeClosingLine() {
                                          {"leaks", machine.ledger.leaks()},
                                          {"doubleReleases", machine.ledger.doubleReleases()},
                                          {"misuse", machine.ledger.misuse()},
-                                         {"unfiredFaults", machine.faults.unfired()}};
+                                         {"unfiredFaults", machine.faults.unfired()},
+                                         {"allocations", allocationsBefore()}};
     Machine::get().trace.writeLine(line.dump());
 }
 

@@ -51,6 +51,7 @@ void readClosingLine(const std::wstring& traceFile, LaunchResult& result) {
     closing.at("doubleReleases").get_to(result.doubleReleases);
     closing.at("misuse").get_to(result.misuse);
     closing.at("unfiredFaults").get_to(result.unfiredFaults);
+    closing.at("allocations").get_to(result.allocations);
 }
 
 }  // namespace
@@ -74,7 +75,12 @@ LaunchResult launch(const Launch& launch) {
     PROCESS_INFORMATION started = {};
     bool hasStarted = false;
     try {
-        hasStarted = startProcess(start, startup, started);
+        // Wine now and then fails to start a process on a busy machine; nothing of it has run then.
+        constexpr int kMostTries = 5;
+        for (int i = 0; i < kMostTries && !hasStarted; ++i) {
+            hasStarted = startProcess(start, startup, started);
+            if (!hasStarted && ::GetLastError() != ERROR_INTERNAL_ERROR) break;
+        }
     } catch (const std::runtime_error& error) {
         const auto lines = linesOf(launch.traceFile);
         if (lines.empty() || !lines.back().contains("mountFailure")) throw;

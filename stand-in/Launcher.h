@@ -31,6 +31,8 @@ struct LaunchResult {
     std::vector<std::string> doubleReleases;
     std::vector<std::string> misuse;
     std::vector<std::string> unfiredFaults;
+    // By the number of a call, the allocations before it; only if a fault names malloc.
+    std::vector<size_t> allocations;
 };
 
 // Runs a program with the machine mounted on it before its first instruction. Throws

@@ -1,5 +1,6 @@
 #include "Mount.h"
 
+#include "Allocations.h"
 #include "Hook.h"
 #include "ImportTable.h"
 #include "Machine.h"
@@ -54,7 +55,8 @@ void installServices() {
 void Machine::mount(HMODULE module) {
     installServices();
     for (const Import& import : importsOf(module)) {
-        void* const hook = findHook(import.name.data());
+        void* const hook = isCounted(import.name) ? countedAllocation()
+                                                  : findHook(import.name.data());
         if (hook == nullptr) continue;
         m_mounted.push_back({import.slot, swapImport(import.slot, hook)});
     }

@@ -2,6 +2,7 @@
 
 #include <mutex>
 
+#include "Allocations.h"
 #include "Machine.h"
 
 namespace standin {
@@ -10,14 +11,15 @@ namespace {
 thread_local PendingCall* t_innermost = nullptr;
 }
 
-PendingCall::PendingCall(std::string_view name, bool canFail) : m_outer(t_innermost) {
+PendingCall::PendingCall(std::string_view name, bool canFail, bool canTear) : m_outer(t_innermost) {
     t_innermost = this;
     Machine& machine = Machine::get();
     const std::scoped_lock guard(machine.lock());
     m_call.name = name;
     m_call.number = machine.trace.nextNumber();
-    m_verdict = machine.faults.judge(name, m_call.number, canFail);
+    m_verdict = machine.faults.judge(name, m_call.number, canFail, canTear);
     m_call.injected = m_verdict.fails;
+    noteCall(m_call.number);
 }
 
 PendingCall::~PendingCall() {

@@ -15,12 +15,13 @@ constexpr DWORD kEndedByFault = 0xE0000001;
 // A call between its beginning and its entry in the trace. Judged by the faults when it begins.
 class PendingCall {
 public:
-    PendingCall(std::string_view name, bool canFail);
+    PendingCall(std::string_view name, bool canFail, bool canTear = false);
     ~PendingCall();
     PendingCall(const PendingCall&) = delete;
     PendingCall& operator=(const PendingCall&) = delete;
 
     bool mustFail() const { return m_verdict.fails; }
+    bool mustTear() const { return m_verdict.tearsCall; }
     DWORD injectedError() const { return m_verdict.error; }
 
     std::vector<std::string>& arguments() { return m_call.arguments; }

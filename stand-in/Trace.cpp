@@ -5,18 +5,6 @@
 
 namespace standin {
 
-std::string Call::text() const {
-    std::string line = name + "(";
-    for (size_t i = 0; i < arguments.size(); ++i) {
-        if (i > 0) line += ", ";
-        line += arguments[i];
-    }
-    line += ") = " + result;
-    if (hasError) line += ", error " + std::to_string(error);
-    if (injected) line += " (injected)";
-    return line;
-}
-
 void Trace::clear() {
     m_calls.clear();
     m_count = 0;

@@ -6,25 +6,11 @@
 #include <string_view>
 #include <vector>
 
+#include "Call.h"
 #include "Export.h"
 #include "Windows.h"
 
 namespace standin {
-
-// One call on the platform: a Windows function or a method of a Windows Runtime object of the machine.
-struct STANDIN_API Call {
-    size_t number = 0;  // from 1, in order of beginning
-    std::string name;
-    std::vector<std::string> arguments;
-    std::string result;
-    bool failed = false;
-    DWORD error = 0;  // the last error of a failed call that has one
-    bool hasError = false;
-    bool injected = false;  // the failure came from a fault
-
-    // One line: CopyFileW("C:\a", "C:\b", 0) = 0, error 32 (injected)
-    std::string text() const;
-};
 
 // The calls in order. With a file, each is also appended to it as one line of JSON before the caller goes on.
 class STANDIN_API Trace {
@@ -39,6 +25,7 @@ public:
     void writeLine(const std::string& json);
 
     size_t nextNumber() { return ++m_count; }
+    bool hasBegun() const { return m_count > 0; }
     void add(const Call& call);
 
     const std::vector<Call>& all() const { return m_calls; }

@@ -62,8 +62,8 @@ bool AppDataMigrator::migrateEntries(const RegistryView& view, const std::wstrin
 // Required: the lines say MRU for either list.
 bool AppDataMigrator::copyRegistryTree(const RegistryView& view, const RegistryKey& source,
                                        const std::wstring& key) const {
+    const std::wstring targetPath = joinRegistryPath(view.basePath, newPackageName);
     try {
-        const std::wstring targetPath = joinRegistryPath(view.basePath, newPackageName);
         const RegistryKey package(view.hive, targetPath.c_str());
         const RegistryKey storage(package.m_key, persistedStorageKey.c_str());
         const RegistryKey target(storage.m_key, key.c_str());

@@ -10,13 +10,6 @@
 
 namespace {
 
-std::wstring buildFolder() {
-    wchar_t path[MAX_PATH] = {};
-    ::GetModuleFileNameW(nullptr, path, MAX_PATH);
-    const std::wstring file = path;
-    return file.substr(0, file.find_last_of(L'\\'));
-}
-
 void replaceAll(std::string& text, const std::string& from, const std::string& to) {
     for (size_t at = text.find(from); at != std::string::npos; at = text.find(from, at + to.size())) {
         text.replace(at, from.size(), to);
@@ -62,33 +55,8 @@ bool belongsToUser(const std::string& line) {
 
 }  // namespace
 
-std::wstring RunTest::shortFolder() {
-    std::wstring name;
-    for (DWORD id = ::GetCurrentProcessId(); id != 0; id /= 36)
-        name += L"0123456789abcdefghijklmnopqrstuvwxyz"[id % 36];
-    return L"C:\\w" + name;
-}
-
-RunTest::RunTest() {
-    for (const wchar_t* file : {L"\\LSDKConfigurator.exe", L"\\LSDKConfiguratorHelper.exe"}) {
-        writeFile(world.installer() + file, readFile(buildFolder() + file));
-    }
-}
-
 standin::LaunchResult RunTest::run(const std::wstring& arguments, const std::string& faults) {
-    const std::wstring logFile = world.installer() + L"\\lsdkConfiguratorLog.txt";
-    logBytesBefore = exists(logFile) ? readFile(logFile).size() : 0;
-    standin::writeMachine(m_machineFile, world.state);
-    standin::Launch launch;
-    launch.program = world.installer() + L"\\LSDKConfigurator.exe";
-    launch.commandTail = arguments;
-    launch.machineFile = m_machineFile;
-    launch.traceFile = m_traceFile;
-    launch.faults = faults;
-    launch.environment[L"USERPROFILE"] = world.path(L"admin");
-    launch.workingFolder = scratch.path();
-    const standin::LaunchResult result = standin::launch(launch);
-    world.state = standin::readMachine(m_machineFile);
+    const standin::LaunchResult result = launch(arguments, faults);
     for (const std::string& leak : result.leaks) {
         // The text of the own SID and the descriptors behind the files' lists are never released.
         EXPECT_TRUE(leak == "memory#1" || leak.starts_with("lost descriptor#"))
@@ -127,12 +95,11 @@ std::string RunTest::readableLog(const std::string& raw) const {
 }
 
 std::string RunTest::log() const {
-    return readableLog(readFile(world.installer() + L"\\lsdkConfiguratorLog.txt"));
+    return readableLog(readFile(logFile()));
 }
 
 std::string RunTest::lastLog() const {
-    return readableLog(
-        readFile(world.installer() + L"\\lsdkConfiguratorLog.txt").substr(logBytesBefore));
+    return readableLog(readFile(logFile()).substr(logBytesBefore));
 }
 
 std::string RunTest::golden(const std::string& name) {

@@ -8,17 +8,12 @@
 #include <utility>
 #include <vector>
 
-#include "end_to_end/World.h"
-#include "stand-in/Launcher.h"
+#include "end_to_end/RunStage.h"
 #include "support/Files.h"
-#include "support/ScratchFolder.h"
-#include "support/ScratchRegistry.h"
 
 // A test that runs the release executable, byte for byte the one that ships, on a world of its own.
-class RunTest : public ::testing::Test {
+class RunTest : public ::testing::Test, protected RunStage {
 protected:
-    RunTest();
-
     // Runs the executable with the arguments; `faults` as the launcher reads them. Afterwards
     // `world.state` is what the run left. Expects nothing leaked beyond what is meant to be.
     standin::LaunchResult run(const std::wstring& arguments, const std::string& faults = "");
@@ -36,21 +31,8 @@ protected:
     static std::string goldenWith(const std::string& name,
                                   const std::vector<std::pair<std::string, std::string>>& changes);
 
-    static inline const std::wstring kTypicalArguments = L"40.1.0.0 Velta.QK QK.exe ZRKL";
-
-    ScratchFolder scratch{shortFolder()};
-    ScratchRegistry registry;
-    World world{scratch.path(), registry};
-    size_t logBytesBefore = 0;
-
 private:
-    // C:\\ and at most five characters, no other process's.
-    static std::wstring shortFolder();
     std::string readableLog(const std::string& raw) const;
-
-    ScratchFolder m_files;
-    std::wstring m_machineFile = m_files / L"machine.json";
-    std::wstring m_traceFile = m_files / L"trace.jsonl";
 };
 
 // Each user's lines stand together within one walk over the users, and the users come in no

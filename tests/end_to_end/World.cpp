@@ -96,7 +96,7 @@ void World::setLoggedOn(const std::wstring& sid) {
                        L"SelectedUserSID", sid);
 }
 
-void World::addOldPackageData(const WorldUser& user) {
+void World::addOldPackageData(const WorldUser& user, int recentFiles) {
     const std::wstring localState = oldPackage(user) + L"\\LocalState";
     writeFile(localState + L"\\preferences.json", "{\"theme\":\"dark\"}");
     writeFile(oldPackage(user) + L"\\Settings\\settings.dat", std::string("regf\0\1\2", 7));
@@ -111,18 +111,20 @@ void World::addOldPackageData(const WorldUser& user) {
     writeFile(localState + L"\\VCPLocalLogs\\session.log", "not carried over");
     makeFolder(newPackage(user) + L"\\LocalState");
     if (user.hive != Hive::NotLoaded)
-        addRecentFiles(HKEY_USERS, user.sid + L"\\SOFTWARE\\Classes\\" + kAppModel);
-    addRecentFiles(HKEY_CLASSES_ROOT, kAppModel);
+        addRecentFiles(HKEY_USERS, user.sid + L"\\SOFTWARE\\Classes\\" + kAppModel, recentFiles);
+    addRecentFiles(HKEY_CLASSES_ROOT, kAppModel, recentFiles);
 }
 
-void World::addRecentFiles(HKEY root, const std::wstring& packagesKey) {
+void World::addRecentFiles(HKEY root, const std::wstring& packagesKey, int count) {
     const std::wstring table = packagesKey + L"\\" + kOldFamily + L"\\PersistedStorageItemTable\\";
     for (const wchar_t* list : {L"MostRecentlyUsed", L"ManagedByApp"}) {
-        const std::wstring entry = table + list + L"\\{7C1F0B6E-0001}";
-        m_registry.setText(root, entry, L"FilePath",
-                           L"C:\\Packages\\" + std::wstring(kOldFamily) + L"\\a.qk");
-        m_registry.setText(root, entry, L"Metadata", L"plain");
-        m_registry.setText(root, entry, L"PackageFamilyName", kOldFamily);
+        for (int i = 1; i <= count; ++i) {
+            const std::wstring entry = table + list + L"\\{7C1F0B6E-000" + std::to_wstring(i) + L"}";
+            m_registry.setText(root, entry, L"FilePath",
+                               L"C:\\Packages\\" + std::wstring(kOldFamily) + L"\\a.qk");
+            m_registry.setText(root, entry, L"Metadata", L"plain");
+            m_registry.setText(root, entry, L"PackageFamilyName", kOldFamily);
+        }
     }
 }
 
@@ -156,14 +158,14 @@ void World::addNewPackage(const std::vector<WorldUser>& users) {
     state.packages.push_back(package);
 }
 
-void World::addOldPackage(const std::vector<WorldUser>& users) {
+void World::addOldPackage(const std::vector<WorldUser>& users, uint16_t minorVersion) {
     standin::InstalledPackage package;
     package.name = L"Velta.LC.QK";
     package.publisher = kLegacyPublisher;
-    package.version = {39, 4, 0, 0};
-    package.fullName = L"Velta.LC.QK_39.4.0.0_x64__qzw4mhtrvb2ne";
+    package.version = {39, minorVersion, 0, 0};
+    package.fullName = L"Velta.LC.QK_39." + std::to_wstring(minorVersion) + L".0.0_x64__qzw4mhtrvb2ne";
     package.familyName = kOldFamily;
-    package.installPath = path(L"Program Files\\WindowsApps\\Velta.LC.QK_39.4.0.0_x64__qzw4mhtrvb2ne");
+    package.installPath = path(L"Program Files\\WindowsApps\\" + package.fullName);
     package.users = sidsOf(users);
     // For whoever logs on for the first time.
     package.isProvisioned = users.size() > 1;

@@ -31,13 +31,13 @@ public:
     void addUser(const WorldUser& user);
     void setLoggedOn(const std::wstring& sid);
     // The user's data of the older package: listed files, folders, recent-files lists.
-    void addOldPackageData(const WorldUser& user);
+    void addOldPackageData(const WorldUser& user, int recentFiles = 1);
     // Plug-ins with settings and storages in the new package's folder, and a status file of another build.
     void addPlugins(const WorldUser& user);
     void addNewPackage(const std::vector<WorldUser>& users);
     // The new package's app container and another one, which is exempt from the loopback rule.
     void addAppContainers();
-    void addOldPackage(const std::vector<WorldUser>& users);
+    void addOldPackage(const std::vector<WorldUser>& users, uint16_t minorVersion = 4);
 
     std::wstring path(const std::wstring& relative) const { return m_folder + L"\\" + relative; }
     std::wstring profile(const WorldUser& user) const { return path(user.name); }
@@ -58,7 +58,7 @@ public:
     standin::MachineState state;
 
 private:
-    void addRecentFiles(HKEY root, const std::wstring& packagesKey);
+    void addRecentFiles(HKEY root, const std::wstring& packagesKey, int count);
 
     std::wstring m_folder;
     ScratchRegistry& m_registry;

@@ -1,0 +1,41 @@
+#!/usr/bin/env bash
+# The sweeps: the run with every platform call failed in turn, and ended behind every call.
+#     scripts/sweep.sh 'typical #57=5'     one case again, as a failure names it
+#     scripts/sweep.sh --list typical      the calls of the run without faults, with their numbers
+#     scripts/sweep.sh --full [WORLD]      all cases of all worlds, or of one; takes many hours
+# The last line counts the cases.
+set -euo pipefail
+cd "$(dirname "${BASH_SOURCE[0]}")/.."
+[ $# -gt 0 ] || {
+    sed -n '2,6s/^# //p' "$0"
+    exit 2
+}
+
+scripts/build.sh release sweep
+. scripts/environment.sh
+start_wine
+trap stop_wine EXIT
+sweep() { wine "$root/build/release/sweep.exe" "$@" | tr -d '\r'; }
+# A shell delete gone wrong empties the current folder.
+mkdir -p build/scratch
+cd build/scratch
+
+case "$1" in
+--list) sweep "$2" list ;;
+--full)
+    worlds=${2:-typical enterprise finished old-status usage}
+    for world in $worlds; do
+        for kind in faults kills; do
+            echo "Sweeping $world, $kind ..."
+            for part in $(seq 0 $(($(nproc) - 1))); do
+                sweep "$world" "$kind" "$part" "$(nproc)" >"../sweep-$world-$kind-$part.txt" &
+            done
+            wait || true
+            grep -h -A 14 '^FAILED' "../sweep-$world-$kind-"*.txt || true
+        done
+    done
+    awk '/ passed, .* failed$/ { passed += $1; failed += $3 } END { print passed + 0 " passed, " failed + 0 " failed"; exit failed > 0 || passed == 0 }' \
+        ../sweep-*-*-*.txt
+    ;;
+*) sweep "$1" && echo "1 passed, 0 failed" ;;
+esac

@@ -1,0 +1,41 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "sweep/SweepRun.h"
+
+// What must hold after every run, whatever failed in it, told from the machine and the trace and
+// not from the program's word. Each check adds a text for what is wrong.
+using Problems = std::vector<std::string>;
+
+// Up to the call that fails the run is that without faults.
+void checkBeginning(const SweepRun& run, const SweepRun& clean, Problems& problems);
+
+// Without an enterprise deployment the old package's tree is as it was.
+void checkOldTree(const SweepRun& run, const World& world, Problems& problems);
+
+// In an enterprise deployment each file of the old package stands in the old tree or, whole, in the
+// new one, and a file is deleted only right behind its copy.
+void checkMovedFiles(const SweepRun& run, const World& world, Problems& problems);
+
+// Of each plug-in and each plug-in's settings the old copy stands, or one that the shell has reported complete.
+void checkPlugins(const SweepRun& run, const World& world, Problems& problems);
+
+// What a clean-up must leave: nothing handed out but what is meant to stay out, nothing given back twice.
+void checkLedger(const SweepRun& run, Problems& problems);
+
+// The log on disk is what was written to it, line by line, up to the last write.
+void checkLogOnDisk(const SweepRun& run, Problems& problems);
+
+// Each user's status file is there exactly if it was or its creation has succeeded, and holds what was written.
+void checkStatusFiles(const SweepRun& run, const World& world, Problems& problems);
+
+// The plug-in status file is what the model says, JSON without white space outside its texts, and
+// hidden at the end.
+void checkPluginStatus(const SweepRun& run, const World& world, Problems& problems);
+
+// A run without faults that follows one that was broken off has made up for it: its user's data in
+// the new package is that of a run on an unbroken machine, but for what the earlier run decided for good.
+void checkRecovery(const SweepRun& broken, const SweepRun& again, const SweepRun& clean,
+                   const World& world, Problems& problems);

@@ -1,0 +1,127 @@
+// The checks of what the run leaves on record: its status files, and what a later run makes of them.
+#include <algorithm>
+
+#include "stand-in/Text.h"
+#include "sweep/Checks.h"
+#include "sweep/model/PluginStatusModel.h"
+#include "sweep/model/PluginStatusText.h"
+#include "sweep/model/TraceReader.h"
+
+namespace {
+
+using standin::toUtf8;
+
+std::wstring relativeTo(const World& world, const std::wstring& path) {
+    return path.substr(world.path(L"").size());
+}
+
+const std::string* fileIn(const Snapshot& snapshot, const std::wstring& name) {
+    const auto found = snapshot.tree.find(name);
+    return found == snapshot.tree.end() ? nullptr : &found->second;
+}
+
+// What the run has put into the file at that path, as the trace writes it.
+struct Written {
+    bool isCreated = false;
+    bool isTorn = false;
+    std::string text;
+};
+
+Written writtenTo(const SweepRun& run, const std::string& path) {
+    Written written;
+    std::string file;
+    for (const standin::Call& call : run.calls) {
+        if (call.name == "CreateFileW" && call.arguments[0] == quoted(path) && !call.failed) {
+            written.isCreated = true;
+            file = call.result;
+        }
+        if (call.name == "WriteFile" && !file.empty() && call.arguments[0] == file && !call.failed) {
+            written.text = unquoted(call.arguments[1]);
+            written.isTorn = call.result == "does not return";
+        }
+    }
+    return written;
+}
+
+bool holds(const std::string& bytes, const Written& written) {
+    std::string text = bytesAsTraced(bytes);
+    for (size_t at = text.find('\n'); at != std::string::npos; at = text.find('\n', at))
+        text.replace(at, 1, "\\u000A");
+    return written.isTorn ? written.text.starts_with(text) && text != written.text
+                          : text == written.text;
+}
+
+// The user's data below a package's root, by relative path.
+std::map<std::wstring, std::string> dataOf(const Snapshot& snapshot, const std::wstring& root) {
+    std::map<std::wstring, std::string> data;
+    for (const auto& [name, bytes] : snapshot.tree) {
+        if (name.starts_with(root + L"\\")) data[name.substr(root.size() + 1)] = bytes;
+    }
+    return data;
+}
+
+bool isPluginData(const std::wstring& name) {
+    return name.starts_with(L"LocalState\\plugins") ||
+           name.starts_with(L"LocalState\\plugin_settings");
+}
+
+}  // namespace
+
+void checkStatusFiles(const SweepRun& run, const World& world, Problems& problems) {
+    for (const WorldUser& user : run.world->users) {
+        const std::wstring path = world.newPackage(user) + L"\\LocalState\\mig_status.json";
+        const std::string* before = fileIn(run.before, relativeTo(world, path));
+        const std::string* after = fileIn(run.after, relativeTo(world, path));
+        const Written written = writtenTo(run, toUtf8(path));
+        if ((after != nullptr) != (before != nullptr || written.isCreated)) {
+            problems.push_back(toUtf8(path) + (after != nullptr ? " is there" : " is missing"));
+        } else if (after != nullptr &&
+                   (written.isCreated ? !holds(*after, written) : *after != *before)) {
+            problems.push_back(toUtf8(path) + " holds " + *after);
+        }
+    }
+}
+
+void checkPluginStatus(const SweepRun& run, const World& world, Problems& problems) {
+    if (!run.calls.empty() && run.calls.back().result == "does not return") return;
+    const std::wstring path = world.roaming(run.world->users.front()) +
+                              L"\\Velta\\RXP\\Plugins\\External\\.pluginsMigrationStatus.json";
+    RunFacts facts = run.facts;
+    // Without a folder for the user's plug-ins the run looked for the file elsewhere.
+    if (facts.rxpAppDataPath.empty()) facts.plugins = {};
+    const std::string fault = pluginStatusFault(facts, toUtf8(path),
+                                                fileIn(run.after, relativeTo(world, path)));
+    if (!fault.empty()) problems.push_back("the plug-in status file: " + fault);
+    if (run.result.endedNormally && facts.plugins.isWriteTried &&
+        facts.plugins.isHidden != run.after.isPluginStatusHidden) {
+        problems.push_back(std::string("the plug-in status file is ") +
+                           (run.after.isPluginStatusHidden ? "hidden" : "not hidden"));
+    }
+}
+
+void checkRecovery(const SweepRun& broken, const SweepRun& again, const SweepRun& clean,
+                   const World& world, Problems& problems) {
+    for (const WorldUser& user : again.world->users) {
+        const std::wstring root = relativeTo(world, world.newPackage(user));
+        const std::wstring status = root + L"\\LocalState\\mig_status.json";
+        const auto data = dataOf(again.after, root);
+        // Whoever has a status file, whatever it says, has been migrated for good.
+        if (fileIn(broken.after, status) != nullptr) {
+            auto before = dataOf(again.before, root);
+            auto after = data;
+            std::erase_if(before, [](const auto& entry) { return isPluginData(entry.first); });
+            std::erase_if(after, [](const auto& entry) { return isPluginData(entry.first); });
+            if (before != after)
+                problems.push_back("the data of a user who was done has changed: " + toUtf8(root));
+            continue;
+        }
+        if (fileIn(clean.after, status) == nullptr || fileIn(again.after, status) == nullptr)
+            continue;
+        for (const auto& [name, bytes] : dataOf(clean.after, root)) {
+            if (isPluginData(name) || name.ends_with(L"mig_status.json")) continue;
+            const auto found = data.find(name);
+            if (found == data.end() || found->second != bytes)
+                problems.push_back("not made up for: " + toUtf8(root + L"\\" + name));
+        }
+    }
+}
