@@ -3,15 +3,16 @@
 #     scripts/sweep.sh 'typical #57=5'     one case again, as a failure names it
 #     scripts/sweep.sh --list typical      the calls of the run without faults, with their numbers
 #     scripts/sweep.sh --full [WORLD]      all cases of all worlds, or of one; takes many hours
+#     scripts/sweep.sh --long              runs on worlds of a thousand profiles, 100,000 files and so on
 # The last line counts the cases.
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 [ $# -gt 0 ] || {
-    sed -n '2,6s/^# //p' "$0"
+    sed -n '2,7s/^# //p' "$0"
     exit 2
 }
 
-scripts/build.sh release sweep
+scripts/build.sh release sweep long_runs
 . scripts/environment.sh
 start_wine
 trap stop_wine EXIT
@@ -37,5 +38,6 @@ case "$1" in
     awk '/ passed, .* failed$/ { passed += $1; failed += $3 } END { print passed + 0 " passed, " failed + 0 " failed"; exit failed > 0 || passed == 0 }' \
         ../sweep-*-*-*.txt
     ;;
+--long) wine "$root/build/release/long_runs.exe" --gtest_brief=1 ;;
 *) sweep "$1" && echo "1 passed, 0 failed" ;;
 esac

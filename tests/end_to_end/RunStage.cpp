@@ -31,6 +31,7 @@ standin::LaunchResult RunStage::launch(const std::wstring& arguments, const std:
     start.machineFile = m_machineFile;
     start.traceFile = m_traceFile;
     start.faults = faults;
+    start.timeout = timeout;
     start.environment[L"USERPROFILE"] = world.path(L"admin");
     start.workingFolder = scratch.path();
     const standin::LaunchResult result = standin::launch(start);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <string>
 #include <vector>
 
@@ -30,6 +31,7 @@ public:
     ScratchFolder scratch{shortFolder()};
     ScratchRegistry registry;
     World world{scratch.path(), registry};
+    std::chrono::milliseconds timeout = std::chrono::seconds(30);  // of a run
     size_t logBytesBefore = 0;  // of the log, when the last run began
 
 private:

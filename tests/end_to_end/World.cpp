@@ -163,7 +163,8 @@ void World::addOldPackage(const std::vector<WorldUser>& users, uint16_t minorVer
     package.name = L"Velta.LC.QK";
     package.publisher = kLegacyPublisher;
     package.version = {39, minorVersion, 0, 0};
-    package.fullName = L"Velta.LC.QK_39." + std::to_wstring(minorVersion) + L".0.0_x64__qzw4mhtrvb2ne";
+    package.fullName = L"Velta.LC.QK_39." + std::to_wstring(minorVersion) +
+                       L".0.0_x64__qzw4mhtrvb2ne";
     package.familyName = kOldFamily;
     package.installPath = path(L"Program Files\\WindowsApps\\" + package.fullName);
     package.users = sidsOf(users);
