@@ -86,4 +86,15 @@ TEST(RaiseLastError, ExceptionCannotBeContinued) {
     FAIL() << "nothing was raised";
 }
 
+// A debugger can have the program go on all the same.
+TEST(RaiseLastError, WhereTheRaiseReturnsTheProcessEndsByFastFail) {
+    const auto body = [] {
+        const auto raise = replaceImport<decltype(&::RaiseException)>(
+            "RaiseException", [](auto, DWORD, DWORD, DWORD, const ULONG_PTR*) -> void {});
+        raiseWith(ERROR_INVALID_HANDLE);
+    };
+
+    EXPECT_EXIT(body(), endedWith(0xC0000409), "");
+}
+
 }  // namespace

@@ -8,6 +8,7 @@
 namespace {
 
 using ::testing::ElementsAre;
+using ::testing::EndsWith;
 
 static_assert(TokenUser == 1);
 static_assert(ERROR_INSUFFICIENT_BUFFER == 122);
@@ -127,6 +128,22 @@ TEST_F(UserToken, FirstQuestionThatSucceedsGoesOnAndTheBufferIsZeroed) {
     EXPECT_TRUE(std::all_of(tail, record.m_tokenUserBuffer.end(), [](BYTE b) { return b == 0; }));
     EXPECT_EQ(record.m_currentUserSidString, kUser);
     mounted.expectLeaks({"memory#1"});
+}
+
+// Without a text the process ends where it would be logged.
+TEST_F(UserToken, FailedConversionIsLoggedWithTheTextThatItLeft) {
+    wchar_t left[] = L"S-1-5";
+    const auto convert = replaceImport<decltype(&::ConvertSidToStringSidW)>(
+        "ConvertSidToStringSidW", [&](auto, PSID, LPWSTR* text) -> BOOL {
+            *text = left;
+            return FALSE;
+        });
+
+    EXPECT_EQ(record.resolveUserToken(), 0);
+
+    EXPECT_THAT(logText(), EndsWith("\nConvertSidToStringSid (CurrentUserSidString) failed for "
+                                    "TQXUWP with S-1-5\n"));
+    EXPECT_EQ(record.m_currentUserSidString, L"");
 }
 
 // A log line asks the clock, which may change the last error.

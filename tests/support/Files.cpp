@@ -5,6 +5,7 @@
 
 #include "stand-in/Machine.h"
 #include "stand-in/Text.h"
+#include "support/KeptLogs.h"
 
 using standin::toUtf8;
 using standin::toWide;
@@ -118,6 +119,7 @@ void removeTree(const std::wstring& path) {
     }
     ::SetFileAttributesW(path.c_str(), FILE_ATTRIBUTE_NORMAL);
     if ((attributes & FILE_ATTRIBUTE_DIRECTORY) == 0) {
+        if (path.ends_with(L"\\lsdkConfiguratorLog.txt")) keepLog(path);
         if (!::DeleteFileW(path.c_str())) fail("cannot delete", path);
         return;
     }

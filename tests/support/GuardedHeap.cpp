@@ -1,0 +1,111 @@
+// Replaces operator new and delete of the module that links it: each block ends where its page ends,
+// between pages that cannot be touched, and cannot be touched itself once it was deleted. Whatever
+// reads or writes beside it or after its end dies at that instruction, with 0xC0000005; a wrong
+// delete ends the process with 0xC0000409. All other forms of the two lead to those that stand here.
+#include <atomic>
+#include <cstddef>
+#include <cstdint>
+#include <cstdlib>
+#include <cstring>
+#include <new>
+
+#include "platform/ProcessEnd.h"
+
+namespace {
+
+constexpr size_t kPageSize = 4096;
+constexpr size_t kPages = size_t{1} << 24;
+constexpr unsigned char kUninitialised = 0xCD;
+
+// One for all modules of a process, at a place that they all know, for a block may be made in one
+// and deleted in another. No page is used twice; the page behind a block is the one before the next.
+struct Arena {
+    std::atomic<size_t> nextPage;
+    std::atomic<size_t> liveSizes[kPages];  // at the block's first page: its size plus one
+    alignas(kPageSize) std::byte pages[kPages][kPageSize];
+};
+
+constexpr uintptr_t kPlace = 0x2000'0000'0000;
+
+Arena& arena() {
+    static std::atomic<bool> isThere = false;
+    auto* const place = reinterpret_cast<Arena*>(kPlace);
+    if (!isThere) {
+        // Another thread or module may have done it: a place that is taken or filled stays as it is.
+        ::VirtualAlloc(place, sizeof(Arena), MEM_RESERVE, PAGE_NOACCESS);
+        if (::VirtualAlloc(place, offsetof(Arena, pages), MEM_COMMIT, PAGE_READWRITE) == nullptr) {
+            failFast(FAST_FAIL_FATAL_APP_EXIT);
+        }
+        isThere = true;
+    }
+    return *place;
+}
+
+constexpr size_t pagesFor(size_t size) {
+    return (size + kPageSize - 1) / kPageSize;
+}
+
+// What may stand in a block of this size needs no more than this, and the block ends at its page's
+// end to the byte.
+constexpr size_t naturalAlignment(size_t size) {
+    const size_t lowestBit = size & (~size + 1);
+    return size == 0 || lowestBit > __STDCPP_DEFAULT_NEW_ALIGNMENT__
+               ? __STDCPP_DEFAULT_NEW_ALIGNMENT__
+               : lowestBit;
+}
+
+// Tests let the C library's allocation fail, which is what stands behind operator new without this.
+bool isGranted(size_t size) {
+    void* volatile const block = std::malloc(size == 0 ? 1 : size);
+    std::free(block);
+    return block != nullptr;
+}
+
+void* allocate(size_t size, size_t alignment) {
+    if (alignment > kPageSize || !isGranted(size)) throw std::bad_alloc();
+    const size_t pages = pagesFor(size);
+    const size_t first = arena().nextPage.fetch_add(pages + 1);
+    if (first + pages >= kPages) throw std::bad_alloc();
+    std::byte* const begin = arena().pages[first];
+    if (pages > 0 && ::VirtualAlloc(begin, pages * kPageSize, MEM_COMMIT, PAGE_READWRITE) == nullptr) {
+        throw std::bad_alloc();
+    }
+    arena().liveSizes[first] = size + 1;
+    std::byte* const block = begin + (pages * kPageSize - size) / alignment * alignment;
+    std::memset(block, kUninitialised, size);
+    return block;
+}
+
+void release(void* block, const size_t* size = nullptr) {
+    if (block == nullptr) return;
+    const uintptr_t offset = reinterpret_cast<uintptr_t>(block) - kPlace - offsetof(Arena, pages);
+    const size_t page = offset / kPageSize;
+    if (page >= kPages) failFast(FAST_FAIL_FATAL_APP_EXIT);  // none of ours
+    const size_t live = arena().liveSizes[page].exchange(0);
+    const bool isOfThatSize = size == nullptr || *size + 1 == live;
+    if (live == 0 || !isOfThatSize)
+        failFast(FAST_FAIL_FATAL_APP_EXIT);  // deleted before, or never made
+    const size_t pages = pagesFor(live - 1);
+    if (pages > 0) ::VirtualFree(arena().pages[page], pages * kPageSize, MEM_DECOMMIT);
+}
+
+}  // namespace
+
+void* operator new(size_t size) {
+    return allocate(size, naturalAlignment(size));
+}
+void* operator new(size_t size, std::align_val_t alignment) {
+    return allocate(size, static_cast<size_t>(alignment));
+}
+void operator delete(void* block) noexcept {
+    release(block);
+}
+void operator delete(void* block, size_t size) noexcept {
+    release(block, &size);
+}
+void operator delete(void* block, std::align_val_t) noexcept {
+    release(block);
+}
+void operator delete(void* block, size_t size, std::align_val_t) noexcept {
+    release(block, &size);
+}
