@@ -11,14 +11,24 @@ if(NOT MSVC)
     -Wl,--dynamicbase,--nxcompat,--high-entropy-va)
 endif()
 
-# Moves the symbols of `target` into a file beside it, `<name>.debug`.
+# Each C++ allocation of every module between pages that cannot be touched.
+option(LSDK_GUARDED_HEAP "Guard pages around every C++ allocation" OFF)
+if(LSDK_GUARDED_HEAP)
+  add_library(guarded_heap STATIC tests/support/GuardedHeap.cpp)
+  target_include_directories(guarded_heap PRIVATE src)
+  target_compile_options(guarded_heap PRIVATE $<TARGET_PROPERTY:project_link,INTERFACE_COMPILE_OPTIONS>)
+  target_link_libraries(guarded_heap PRIVATE project_warnings)
+  target_link_libraries(project_link INTERFACE guarded_heap)
+endif()
+
+# Moves the symbols of `target` into a file beside it, `<name>.debug`. Without -p the time of day goes into both.
 function(split_symbols target)
   if(MSVC OR NOT CMAKE_BUILD_TYPE STREQUAL "Release")
     return()
   endif()
   add_custom_command(TARGET ${target} POST_BUILD
-    COMMAND ${CMAKE_OBJCOPY} --only-keep-debug $<TARGET_FILE:${target}> $<TARGET_FILE:${target}>.debug
-    COMMAND ${CMAKE_STRIP} --strip-all $<TARGET_FILE:${target}>
-    COMMAND ${CMAKE_OBJCOPY} --add-gnu-debuglink=$<TARGET_FILE:${target}>.debug $<TARGET_FILE:${target}>
+    COMMAND ${CMAKE_OBJCOPY} -p --only-keep-debug $<TARGET_FILE:${target}> $<TARGET_FILE:${target}>.debug
+    COMMAND ${CMAKE_STRIP} -p --strip-all $<TARGET_FILE:${target}>
+    COMMAND ${CMAKE_OBJCOPY} -p --add-gnu-debuglink=$<TARGET_FILE:${target}>.debug $<TARGET_FILE:${target}>
     VERBATIM)
 endfunction()

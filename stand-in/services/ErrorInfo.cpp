@@ -1,5 +1,7 @@
 #include "ErrorObjects.h"
 
+#include <cstring>
+
 #include "../Hook.h"
 #include "../winrt/Object.h"
 #include "Services.h"
@@ -92,8 +94,12 @@ void WINAPI failFastWithErrorContext(HRESULT) {
 void WINAPI freeText(BSTR text) {
     Ledger& ledger = Machine::get().ledger;
     const bool wasFreed = ledger.wasOut(text);
-    ledger.giveBack(text);
-    if (!wasFreed) ::SysFreeString(text);
+    // Whoever looks into it from now on shall see that it is gone; it never returns to the heap.
+    if (ledger.giveBack(text)) {
+        std::memset(text, 0xDD, ::SysStringByteLen(text));
+    } else if (!wasFreed) {
+        ::SysFreeString(text);
+    }
 }
 
 }  // namespace

@@ -28,8 +28,9 @@ BOOL WINAPI heapFree(HANDLE heap, DWORD flags, LPVOID memory) {
         }
         const KeepLastError keep;
         ledger.giveBack(memory);
-        // Whoever looks into it from now on shall see that it is gone.
+        // Whoever looks into it from now on shall see that it is gone; it never returns to the heap.
         std::memset(memory, 0xDD, ::HeapSize(heap, 0, memory));
+        return TRUE;
     }
     return ::HeapFree(heap, flags, memory);
 }

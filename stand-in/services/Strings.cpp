@@ -1,3 +1,5 @@
+#include <cstring>
+
 #include "../Hook.h"
 #include "Services.h"
 
@@ -22,12 +24,23 @@ HRESULT WINAPI concatString(HSTRING a, HSTRING b, HSTRING* joined) {
     return owned(::WindowsConcatString(a, b, joined), joined);
 }
 
+// The last reference is gone: whoever looks at the text from now on shall see it. The string never
+// returns to the heap, so that nothing else comes to stand at its place.
+void bury(HSTRING string) {
+    UINT32 length = 0;
+    const wchar_t* const text = ::WindowsGetStringRawBuffer(string, &length);
+    std::memset(const_cast<wchar_t*>(text), 0xDD, length * sizeof(wchar_t));
+}
+
 HRESULT WINAPI deleteString(HSTRING string) {
     Ledger& ledger = Machine::get().ledger;
     const bool wasDeleted = ledger.wasOut(string);
-    ledger.giveBack(string);
+    const bool isKnown = ledger.giveBack(string);
     // Deleted once too often: the ledger has noted it, and the heap must not be harmed.
-    return wasDeleted ? S_OK : ::WindowsDeleteString(string);
+    if (wasDeleted) return S_OK;
+    if (!isKnown || ledger.isOut(string)) return ::WindowsDeleteString(string);
+    bury(string);
+    return S_OK;
 }
 
 }  // namespace

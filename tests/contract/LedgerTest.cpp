@@ -1,3 +1,7 @@
+#include <string_view>
+
+#include "stand-in/ErrorInfo.h"
+#include "stand-in/NetworkIsolationAbi.h"
 #include "support/MachineTest.h"
 
 using ::testing::ElementsAre;
@@ -110,7 +114,63 @@ TEST_F(LedgerTest, FreedMemoryIsOverwritten) {
     ::LocalFree(const_cast<unsigned char*>(bytes));
 
     EXPECT_EQ(seen, 1);
-    EXPECT_NE(bytes[40], 1);
+    EXPECT_EQ(bytes[40], 0xDD);
+}
+
+TEST_F(LedgerTest, ADeletedStringIsOverwrittenWithItsLastReference) {
+    HSTRING text = nullptr;
+    HSTRING copy = nullptr;
+    ::WindowsCreateString(L"text", 4, &text);
+    ::WindowsDuplicateString(text, &copy);
+    const std::wstring_view raw(::WindowsGetStringRawBuffer(text, nullptr), 4);
+
+    ::WindowsDeleteString(copy);
+    const std::wstring whileOneIsLeft(raw);
+    ::WindowsDeleteString(text);
+
+    EXPECT_EQ(whileOneIsLeft, L"text");
+    EXPECT_EQ(raw, std::wstring(4, L'\xDDDD'));
+}
+
+TEST_F(LedgerTest, FreedTextsOfAnErrorAreOverwritten) {
+    machine.state.errorObject = {E_ACCESSDENIED, L"description", L"restricted"};
+    IRestrictedErrorInfo* info = nullptr;
+    BSTR description = nullptr;
+    BSTR restricted = nullptr;
+    BSTR capability = nullptr;
+    HRESULT error = S_OK;
+    ::GetRestrictedErrorInfo(&info);
+    info->GetErrorDetails(&description, &error, &restricted, &capability);
+    info->Release();
+
+    ::SysFreeString(description);
+
+    EXPECT_EQ(std::wstring_view(description, 11), std::wstring(11, L'\xDDDD'));
+    EXPECT_STREQ(restricted, L"restricted");
+    ::SysFreeString(restricted);
+}
+
+TEST_F(LedgerTest, FreedBlocksOfTheProcessHeapAreOverwritten) {
+    machine.state.network.emplace().exempt = {{L"S-1-15-2-1", 0x0A0B0C0D}};
+    const HMODULE library = ::LoadLibraryW(L"Firewallapi.dll");
+    const auto read = reinterpret_cast<decltype(&NetworkIsolationGetAppContainerConfig)>(
+        reinterpret_cast<void*>(::GetProcAddress(library, "NetworkIsolationGetAppContainerConfig")));
+    DWORD count = 0;
+    SID_AND_ATTRIBUTES* exempt = nullptr;
+    read(&count, &exempt);
+    const auto* const sid = static_cast<const BYTE*>(exempt->Sid);
+    const volatile DWORD& attributes = exempt->Attributes;
+
+    ::HeapFree(::GetProcessHeap(), 0, exempt->Sid);
+    const BYTE freedRevision = *sid;
+    const DWORD keptAttributes = attributes;
+    ::HeapFree(::GetProcessHeap(), 0, exempt);
+    const DWORD freedAttributes = attributes;
+    ::FreeLibrary(library);
+
+    EXPECT_EQ(freedRevision, 0xDD);
+    EXPECT_EQ(keptAttributes, 0x0A0B0C0DU);
+    EXPECT_EQ(freedAttributes, 0xDDDDDDDDU);
 }
 
 TEST_F(LedgerTest, HandlesOfOthersAreLeftAlone) {

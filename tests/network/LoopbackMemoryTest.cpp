@@ -1,27 +1,8 @@
-#include <cstdlib>
 #include <new>
 
 #include "IsolationTest.h"
 #include "network/LoopbackExemption.h"
-
-namespace {
-
-// The size of a block that is not to be had; 0 for none.
-size_t g_scarceSize = 0;
-
-}  // namespace
-
-void* operator new(size_t size) {
-    void* const block = size == g_scarceSize ? nullptr : std::malloc(size == 0 ? 1 : size);
-    if (block == nullptr) throw std::bad_alloc();
-    return block;
-}
-void operator delete(void* block) noexcept {
-    std::free(block);
-}
-void operator delete(void* block, size_t) noexcept {
-    std::free(block);
-}
+#include "support/ScopedImport.h"
 
 namespace {
 
@@ -31,9 +12,13 @@ TEST_F(LoopbackMemoryTest, WithoutMemoryForTheNewListEverythingIsGivenBack) {
     constexpr size_t kExempt = 999;
     machine.state.network->exempt.assign(kExempt, {kOtherSid, 0});
 
-    g_scarceSize = (kExempt + 1) * sizeof(SID_AND_ATTRIBUTES);
-    EXPECT_THROW(enableLoopback(kFamily), std::bad_alloc);
-    g_scarceSize = 0;
+    {
+        constexpr size_t kNewList = (kExempt + 1) * sizeof(SID_AND_ATTRIBUTES);
+        const auto scarce = replaceImport<decltype(&::malloc)>(
+            "malloc", [](auto real, size_t size) { return size == kNewList ? nullptr : real(size); });
+
+        EXPECT_THROW(enableLoopback(kFamily), std::bad_alloc);
+    }
 
     EXPECT_EQ(machine.trace.count("NetworkIsolationSetAppContainerConfig"), 0U);
     EXPECT_EQ(machine.trace.count("HeapFree"), kExempt + 1);
