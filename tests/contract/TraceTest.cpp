@@ -173,17 +173,14 @@ TEST_F(TraceTest, HooksKeepTheLastErrorAsTheCallLeftIt) {
     EXPECT_EQ(keptByServedCall, 4712u);
 }
 
-BOOL CALLBACK onWindow(HWND, LPARAM) {
-    return TRUE;
-}
-
 TEST_F(TraceTest, ACallMadeWithinAnotherStandsBehindIt) {
-    machine.onCall("EnumWindows", [] { ::GetProcessHeap(); });
+    machine.onCall("GetSystemTimeAsFileTime", [] { ::GetProcessHeap(); });
+    FILETIME now = {};
 
-    ::EnumWindows(&onWindow, 0);
+    ::GetSystemTimeAsFileTime(&now);
 
     ASSERT_EQ(machine.trace.all().size(), 2u);
-    EXPECT_EQ(machine.trace.all()[0].name, "EnumWindows");
+    EXPECT_EQ(machine.trace.all()[0].name, "GetSystemTimeAsFileTime");
     EXPECT_EQ(machine.trace.all()[1].name, "GetProcessHeap");
 }
 

@@ -74,6 +74,17 @@ bool isStackOverflow(const SweepRun& run) {
            (run.result.exitCode == 0 && !run.result.endedNormally && !run.result.timedOut);
 }
 
+// The C++ runtime's own allocations, of locks and of what each thread has, go through malloc too:
+// where one of them fails, the runtime aborts. Part of its code runs on, so the end looks orderly.
+bool isAbortedByRuntime(SweepRun& run) {
+    constexpr DWORD kAbort = 3;
+    if (run.result.exitCode != kAbort || run.calls.empty()) return false;
+    const standin::Call& last = run.calls.back();
+    if (last.name != "malloc" || !last.failed) return false;
+    run.result.endedNormally = false;
+    return true;
+}
+
 // Without memory for a first exception the C++ runtime throws another one for lack of memory for the
 // lock of its reserve, and so on until the stack is used up: the end is as sudden as that of an
 // exception without a handler, with another code. What the run did before must be right all the same.
@@ -133,7 +144,8 @@ Fence fenceOf(const SweepRun& run, const World& world) {
 
 std::vector<std::string> judge(SweepRun& run, const SweepRun& clean, const World& world) {
     Problems problems;
-    const bool isKilled = run.result.exitCode == standin::kEndedByFault || isOutOfMemoryForGood(run);
+    const bool isKilled = run.result.exitCode == standin::kEndedByFault ||
+                          isAbortedByRuntime(run) || isOutOfMemoryForGood(run);
     const Reading reading = read(run, isKilled);
     run.facts = reading.facts;
     checkEnd(run, reading, isKilled, problems);

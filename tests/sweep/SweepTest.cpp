@@ -1,4 +1,5 @@
-// A sample of the sweeps, drawn anew each time by a printed seed. LSDK_SWEEP_SEED=N draws that of N again.
+// A sample of the sweeps, drawn by a printed seed: always the same unless LSDK_SWEEP_SEED=N asks for
+// another, so that a change of the program is judged and not the draw.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -18,7 +19,8 @@ struct Share {
 
 unsigned long seed() {
     const char* given = std::getenv("LSDK_SWEEP_SEED");
-    return given != nullptr ? std::strtoul(given, nullptr, 10) : std::random_device()();
+    constexpr unsigned long kUsual = 20261121;
+    return given != nullptr ? std::strtoul(given, nullptr, 10) : kUsual;
 }
 
 std::vector<SweepCase> sampleOf(const Share& share, unsigned long drawnBy) {
@@ -35,7 +37,7 @@ class Sweep : public ::testing::TestWithParam<Share> {};
 
 TEST_P(Sweep, EachFailureTakesThePrescribedCourse) {
     const unsigned long drawnBy = seed();
-    std::printf("seed %lu (LSDK_SWEEP_SEED=%lu draws the same cases)\n", drawnBy, drawnBy);
+    std::printf("seed %lu\n", drawnBy);
     for (const SweepCase& sweepCase : sampleOf(GetParam(), drawnBy)) {
         for (const std::string& problem : runCase(sweepCase)) {
             ADD_FAILURE() << problem << "\nseed " << drawnBy << ", again with: scripts/sweep.sh '"

@@ -80,25 +80,31 @@ bool TraceReader::isPassedOver(const standin::Call& call) const {
 }
 
 void TraceReader::passOver() {
-    while (m_next < m_calls.size() && isPassedOver(m_calls[m_next])) {
-        const standin::Call& call = m_calls[m_next++];
-        if (!call.failed) continue;
-        if (call.name == "malloc") {
-            if (m_isEnding) continue;
-            if (m_nextAllocation == m_allocations.size())
-                m_allocations.push_back(Allocation::Throws);
-            const Allocation outcome = m_allocations[m_nextAllocation++];
-            if (outcome == Allocation::Throws) raise("bad allocation");
-            if (outcome == Allocation::LosesLog) {
-                m_isLogLost = true;
-                m_isHeldBackKnown = false;
-            }
-        } else if (!isOneOf(call.name, kWithoutConsequence) &&
-                   !isOneOf(call.name, kClosedByUnwinding)) {
-            m_isUnwinding = true;
-            throw PlatformFailure{call.result};
+    while (m_next < m_calls.size() && isPassedOver(m_calls[m_next]))
+        passOverOne();
+}
+
+void TraceReader::passOverOne() {
+    const standin::Call& call = m_calls[m_next++];
+    if (!call.failed) return;
+    if (call.name == "malloc") {
+        if (m_isEnding) return;
+        if (m_nextAllocation == m_allocations.size()) m_allocations.push_back(Allocation::Throws);
+        const Allocation outcome = m_allocations[m_nextAllocation++];
+        if (outcome == Allocation::Throws) raise("bad allocation");
+        if (outcome == Allocation::LosesLog) {
+            m_isLogLost = true;
+            m_isHeldBackKnown = false;
         }
+    } else if (!isOneOf(call.name, kWithoutConsequence) && !isOneOf(call.name, kClosedByUnwinding)) {
+        m_isUnwinding = true;
+        throw PlatformFailure{call.result};
     }
+}
+
+void TraceReader::settleAllocations() {
+    while (m_next < m_calls.size() && m_calls[m_next].name == "malloc")
+        passOverOne();
 }
 
 bool TraceReader::matches(const standin::Call& call, std::string_view name,

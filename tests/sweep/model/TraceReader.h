@@ -76,6 +76,10 @@ public:
     bool nextLineBegins(const std::string& text);
     bool atEnd();
 
+    // Takes the failed allocations that come before anything else: those of what has just been
+    // done, where something is given back behind it and another handler is in charge.
+    void settleAllocations();
+
     // Leaves the model as the program's exception does; what unwinding closes is passed over.
     [[noreturn]] void raise(const std::string& what);
     // The process ends here: no call may follow. Throws ProcessEnd.
@@ -92,6 +96,7 @@ public:
 
 private:
     void passOver();
+    void passOverOne();
     bool isPassedOver(const standin::Call& call) const;
     static bool matches(const standin::Call& call, std::string_view name,
                         std::initializer_list<std::string_view> arguments);

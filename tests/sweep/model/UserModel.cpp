@@ -27,14 +27,16 @@ std::string narrow(const std::u16string& text) {
 std::string readText(TraceReader& trace, const RunFacts& facts, const KeyModel& key,
                      const std::string& keyPath, const std::string& valueName) {
     key.readValue(valueName, "0xFFFF");
+    trace.settleAllocations();
     const auto text = facts.registryTexts.find(keyPath + "\\" + valueName);
     if (text == facts.registryTexts.end())
         trace.deviate("a value whose text is known: " + keyPath + "\\" + valueName);
     return text->second;
 }
 
-// Memory that cannot be had for what comes before a guard is not the guard's to bear.
-void readUpToGuard(TraceReader& trace) {
+// The failed allocations that come next are raised here: before a guard, since they are not the
+// guard's to bear, or at the end of one, since they are.
+void readAllocations(TraceReader& trace) {
     trace.atEnd();
 }
 
@@ -55,6 +57,7 @@ void readProfile(TraceReader& trace, RunFacts& facts, const KeyModel& list, cons
     trace.line("Profile dir is : " + folder + ".");
     const standin::Call& attributes = trace.call("GetFileAttributesW", {::quoted(folder)});
     if (!attributes.failed && (std::stoul(attributes.result, nullptr, 16) & kDirectory) != 0) {
+        readAllocations(trace);  // a user whose entry could not be made has none
         facts.profiles[sid] = folder;
     } else {
         trace.line("Skipping since directory " + folder + " is not present.");
@@ -116,7 +119,7 @@ void readLocalAppData(TraceReader& trace, const RunFacts& facts, const std::stri
 
 const std::map<std::string, std::string>& readUserProfiles(TraceReader& trace, RunFacts& facts) {
     if (!facts.profiles.empty()) return facts.profiles;
-    readUpToGuard(trace);
+    readAllocations(trace);
     try {
         readProfileList(trace, facts);
     } catch (const StandardException& exception) {
@@ -127,7 +130,7 @@ const std::map<std::string, std::string>& readUserProfiles(TraceReader& trace, R
 
 std::string readLoggedOnUserSid(TraceReader& trace, RunFacts& facts) {
     if (!facts.loggedOnSid.empty()) return facts.loggedOnSid;
-    readUpToGuard(trace);
+    readAllocations(trace);
     try {
         const KeyModel key(trace, kMachine, kLogonUi);
         facts.loggedOnSid = readText(trace, facts, key, std::string(kMachine) + "\\" + kLogonUi,
@@ -154,7 +157,7 @@ std::string readLocalAppDataFolderOf(TraceReader& trace, RunFacts& facts, const 
 
 bool readUserFolder(TraceReader& trace, const RunFacts& facts, const std::string& key,
                     const std::string& valueName, std::string& folder) {
-    readUpToGuard(trace);
+    readAllocations(trace);
     try {
         const KeyModel open(trace, "HKEY_USERS", key);
         folder = readText(trace, facts, open, "HKEY_USERS\\" + key, valueName);
