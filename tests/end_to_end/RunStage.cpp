@@ -10,9 +10,13 @@ std::wstring RunStage::buildFolder() {
 }
 
 std::wstring RunStage::shortFolder() {
-    std::wstring name;
-    for (DWORD id = ::GetCurrentProcessId(); id != 0; id /= 36)
-        name += L"0123456789abcdefghijklmnopqrstuvwxyz"[id % 36];
+    // Of one length, so that paths are, and with them what a run allocates.
+    std::wstring name(4, L'0');
+    DWORD id = ::GetCurrentProcessId();
+    for (wchar_t& digit : name) {
+        digit = L"0123456789abcdefghijklmnopqrstuvwxyz"[id % 36];
+        id /= 36;
+    }
     return L"C:\\w" + name;
 }
 

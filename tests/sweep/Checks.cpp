@@ -46,6 +46,20 @@ std::set<std::wstring> foldersIn(const Snapshot& snapshot, const std::wstring& f
     return names;
 }
 
+// Where a path that could not be built whole has led the copy of the file; empty if none could not.
+std::wstring copyOf(const SweepRun& run, const World& world, const std::wstring& name) {
+    std::wstring place;
+    bool isPathShort = false;
+    for (const standin::Call& call : run.calls) {
+        isPathShort |= call.injected && call.name == "PathCchAppend";
+        if (isPathShort && call.name == "CopyFileW" && !call.failed &&
+            toWide(unquoted(call.arguments[0])) == world.path(name)) {
+            place = relativeTo(world, toWide(unquoted(call.arguments[1])));
+        }
+    }
+    return place;
+}
+
 bool isRelease(const standin::Call& call) {
     return call.name == "LocalFree" || call.name == "RegCloseKey" ||
            call.name == "GetSystemTimeAsFileTime";
@@ -111,7 +125,11 @@ void checkMovedFiles(const SweepRun& run, const World& world, Problems& problems
             const auto moved = newFiles.find(name);
             const bool isKept = kept != oldFiles.end() && kept->second == bytes;
             const bool isMoved = moved != newFiles.end() && moved->second == bytes;
-            if (!isKept && !isMoved) problems.push_back("lost: " + toUtf8(old + L"\\" + name));
+            // Required: where a component cannot be added to a path, the file goes to the path that is left.
+            const auto elsewhere = run.after.tree.find(copyOf(run, world, old + L"\\" + name));
+            const bool isElsewhere = elsewhere != run.after.tree.end() && elsewhere->second == bytes;
+            if (!isKept && !isMoved && !isElsewhere)
+                problems.push_back("lost: " + toUtf8(old + L"\\" + name));
         }
     }
     std::string copied;  // by the call before

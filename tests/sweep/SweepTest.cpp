@@ -1,10 +1,11 @@
-// A sample of the sweeps, drawn by a printed seed: always the same unless LSDK_SWEEP_SEED=N asks for
-// another, so that a change of the program is judged and not the draw.
+// A sample of the sweeps, drawn by a printed seed: always the same unless LSDK_SWEEP_SEED=N asks
+// for another, so that a change of the program is judged and not the draw.
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cstdint>
 #include <cstdlib>
-#include <random>
+#include <ostream>
 
 #include "sweep/Sweep.h"
 
@@ -15,6 +16,10 @@ struct Share {
     bool isKill;
     int number;
     size_t cases;
+
+    friend std::ostream& operator<<(std::ostream& stream, const Share& share) {
+        return stream << share.cases << " cases of " << share.world;
+    }
 };
 
 unsigned long seed() {
@@ -23,14 +28,34 @@ unsigned long seed() {
     return given != nullptr ? std::strtoul(given, nullptr, 10) : kUsual;
 }
 
+// A number for each case by which it is drawn or not, whatever other cases there are (FNV-1a).
+uint64_t lotOf(const SweepCase& sweepCase, unsigned long drawnBy) {
+    uint64_t lot = 14695981039346656037u;
+    for (const char letter : std::to_string(drawnBy) + sweepCase.text()) {
+        lot ^= static_cast<unsigned char>(letter);
+        lot *= 1099511628211u;
+    }
+    return lot;
+}
+
+// Where the run removes packages itself, a thread of the system's takes part: the allocations do
+// not come in the same order every time, so a drawn number would not stand for the same one.
+bool isRepeatable(const SweepCase& sweepCase) {
+    const bool isAllocation = sweepCase.faults.starts_with("malloc:");
+    return !isAllocation || (sweepCase.world != "enterprise" && sweepCase.world != "old-status");
+}
+
 std::vector<SweepCase> sampleOf(const Share& share, unsigned long drawnBy) {
     const SweepWorld& world = sweepWorld(share.world);
     std::vector<SweepCase> cases = share.isKill ? killCases(world) : faultCases(world);
-    std::mt19937 generator(static_cast<std::mt19937::result_type>(drawnBy) +
-                           static_cast<std::mt19937::result_type>(share.number));
-    std::shuffle(cases.begin(), cases.end(), generator);
-    cases.resize(std::min(cases.size(), share.cases));
-    return cases;
+    std::erase_if(cases, [](const SweepCase& one) { return !isRepeatable(one); });
+    std::sort(cases.begin(), cases.end(), [&](const SweepCase& a, const SweepCase& b) {
+        return lotOf(a, drawnBy) < lotOf(b, drawnBy);
+    });
+    const size_t begin = std::min(cases.size(), static_cast<size_t>(share.number) * share.cases);
+    const size_t end = std::min(cases.size(), begin + share.cases);
+    return {cases.begin() + static_cast<ptrdiff_t>(begin),
+            cases.begin() + static_cast<ptrdiff_t>(end)};
 }
 
 class Sweep : public ::testing::TestWithParam<Share> {};
@@ -53,13 +78,13 @@ std::vector<Share> shares() {
         for (int i = 0; i < count; ++i)
             all.push_back({world, isKill, i, cases});
     };
-    add("typical", false, 8, 30);
-    add("enterprise", false, 5, 26);
-    add("finished", false, 4, 25);
-    add("old-status", false, 5, 25);
-    add("usage", false, 1, 25);
-    add("typical", true, 3, 25);
-    add("old-status", true, 3, 25);
+    add("typical", false, 4, 30);
+    add("enterprise", false, 3, 25);
+    add("finished", false, 2, 25);
+    add("old-status", false, 2, 25);
+    add("usage", false, 1, 10);
+    add("typical", true, 2, 20);
+    add("old-status", true, 2, 20);
     return all;
 }
 
