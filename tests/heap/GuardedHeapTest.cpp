@@ -95,11 +95,26 @@ TEST_P(EachForm, ASecondDeleteIsDeath) {
     EXPECT_EXIT(GetParam().free(block), kDiesOfWrongDelete, "");
 }
 
-TEST(GuardedHeap, BlocksOfEachSizeEndWithTheirPageToTheByte) {
+TEST(GuardedHeap, BlocksEndWithTheirPageAsNearAsTheirAlignmentAllows) {
     for (size_t size = 0; size < 3 * kPageSize; ++size) {
         const std::unique_ptr<char[]> block(new char[size]);
-        ASSERT_TRUE(endsWithItsPage(block.get(), size)) << size << " bytes";
+        const bool mayHoldStructures = size % 4 == 0;
+        const auto place = reinterpret_cast<uintptr_t>(block.get());
+        ASSERT_TRUE(!mayHoldStructures || place % 16 == 0) << size << " bytes";
+        const size_t taken = mayHoldStructures ? (size + 15) / 16 * 16 : size;
+        ASSERT_TRUE(endsWithItsPage(block.get(), taken)) << size << " bytes";
     }
+}
+
+TEST(GuardedHeap, AByteWrittenBehindAnAlignedBlockIsDeathAtItsDelete) {
+    volatile char* const block = hidden(::operator new(20));
+    const auto body = [&] {
+        block[20] = 1;
+        ::operator delete(const_cast<char*>(block));
+    };
+
+    EXPECT_EXIT(body(), kDiesOfWrongDelete, "");
+    ::operator delete(const_cast<char*>(block));
 }
 
 TEST(GuardedHeap, ABlockOfNoBytesHasNone) {

@@ -1,13 +1,17 @@
-// Replaces operator new and delete of the module that links it: each block ends where its page ends,
-// between pages that cannot be touched, and cannot be touched itself once it was deleted. Whatever
-// reads or writes beside it or after its end dies at that instruction, with 0xC0000005; a wrong
-// delete ends the process with 0xC0000409. All other forms of the two lead to those that stand here.
+// Replaces operator new and delete of the module that links it: each block ends where its page
+// ends, between pages that cannot be touched, and cannot be touched itself once it was deleted.
+// Whatever reads or writes beside it or after its end dies at that instruction, with 0xC0000005; a
+// wrong delete, or one of a block that was written beyond as far as its alignment left room, ends
+// the process with 0xC0000409. All other forms of the two lead to those that stand here.
+#include <algorithm>
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
+#include <iterator>
 #include <new>
+#include <span>
 
 #include "platform/ProcessEnd.h"
 
@@ -16,6 +20,7 @@ namespace {
 constexpr size_t kPageSize = 4096;
 constexpr size_t kPages = size_t{1} << 24;
 constexpr unsigned char kUninitialised = 0xCD;
+constexpr unsigned char kBehind = 0xFD;
 
 // One for all modules of a process, at a place that they all know, for a block may be made in one
 // and deleted in another. No page is used twice; the page behind a block is the one before the next.
@@ -45,13 +50,19 @@ constexpr size_t pagesFor(size_t size) {
     return (size + kPageSize - 1) / kPageSize;
 }
 
-// What may stand in a block of this size needs no more than this, and the block ends at its page's
-// end to the byte.
-constexpr size_t naturalAlignment(size_t size) {
-    const size_t lowestBit = size & (~size + 1);
-    return size == 0 || lowestBit > __STDCPP_DEFAULT_NEW_ALIGNMENT__
-               ? __STDCPP_DEFAULT_NEW_ALIGNMENT__
-               : lowestBit;
+// operator new promises an alignment for whatever is put into a block, and structures of Windows
+// are put into blocks of bytes. No structure fills a size that is not divisible by four: such a
+// block ends with its page to the byte.
+constexpr size_t alignmentFor(size_t size) {
+    if (size % 4 == 0) return __STDCPP_DEFAULT_NEW_ALIGNMENT__;
+    return size % 2 == 0 ? 2 : 1;
+}
+
+// What is left between a block and the end of its page, for alignment.
+std::span<unsigned char> restBehind(void* block, size_t size) {
+    unsigned char* const end = static_cast<unsigned char*>(block) + size;
+    const uintptr_t used = reinterpret_cast<uintptr_t>(end) % kPageSize;
+    return {end, used == 0 ? 0 : kPageSize - used};
 }
 
 // Tests let the C library's allocation fail, which is what stands behind operator new without this.
@@ -73,6 +84,7 @@ void* allocate(size_t size, size_t alignment) {
     arena().liveSizes[first] = size + 1;
     std::byte* const block = begin + (pages * kPageSize - size) / alignment * alignment;
     std::memset(block, kUninitialised, size);
+    std::ranges::fill(restBehind(block, size), kBehind);
     return block;
 }
 
@@ -82,9 +94,11 @@ void release(void* block, const size_t* size = nullptr) {
     const size_t page = offset / kPageSize;
     if (page >= kPages) failFast(FAST_FAIL_FATAL_APP_EXIT);  // none of ours
     const size_t live = arena().liveSizes[page].exchange(0);
-    const bool isOfThatSize = size == nullptr || *size + 1 == live;
-    if (live == 0 || !isOfThatSize)
-        failFast(FAST_FAIL_FATAL_APP_EXIT);  // deleted before, or never made
+    if (live == 0 || (size != nullptr && *size + 1 != live)) {
+        failFast(FAST_FAIL_FATAL_APP_EXIT);  // deleted before, never made, or made with another size
+    }
+    const auto rest = restBehind(block, live - 1);
+    if (std::ranges::count(rest, kBehind) != std::ssize(rest)) failFast(FAST_FAIL_FATAL_APP_EXIT);
     const size_t pages = pagesFor(live - 1);
     if (pages > 0) ::VirtualFree(arena().pages[page], pages * kPageSize, MEM_DECOMMIT);
 }
@@ -92,7 +106,7 @@ void release(void* block, const size_t* size = nullptr) {
 }  // namespace
 
 void* operator new(size_t size) {
-    return allocate(size, naturalAlignment(size));
+    return allocate(size, alignmentFor(size));
 }
 void* operator new(size_t size, std::align_val_t alignment) {
     return allocate(size, static_cast<size_t>(alignment));
