@@ -16,7 +16,7 @@ scripts/build.sh release sweep long_runs
 . scripts/environment.sh
 start_wine
 trap stop_wine EXIT
-sweep() { wine "$root/build/release/sweep.exe" "$@" | tr -d '\r'; }
+sweep() { "$root/scripts/wine.sh" "$root/build/release/sweep.exe" "$@" | tr -d '\r'; }
 # A shell delete gone wrong empties the current folder.
 mkdir -p build/scratch
 cd build/scratch
@@ -38,6 +38,6 @@ case "$1" in
     awk '/ passed, .* failed$/ { passed += $1; failed += $3 } END { print passed + 0 " passed, " failed + 0 " failed"; exit failed > 0 || passed == 0 }' \
         ../sweep-*-*-*.txt
     ;;
---long) wine "$root/build/release/long_runs.exe" --gtest_brief=1 ;;
+--long) "$root/scripts/wine.sh" "$root/build/release/long_runs.exe" --gtest_brief=1 ;;
 *) sweep "$1" && echo "1 passed, 0 failed" ;;
 esac

@@ -103,6 +103,7 @@ LaunchResult launch(const Launch& launch) {
     }
     ::GetExitCodeProcess(process.get(), &result.exitCode);
     readClosingLine(launch.traceFile, result);
+    if (!start.machineFile.empty()) writeMachine(start.machineFile, readMachine(start.machineFile));
     return result;
 }
 

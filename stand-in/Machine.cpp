@@ -44,6 +44,10 @@ void Machine::changed() {
     if (!m_file.empty()) writeMachine(m_file, state);
 }
 
+void Machine::securityChanged(const std::wstring& path) {
+    if (!m_file.empty()) appendSecurity(m_file, path, securityOf(state.fileSecurity, path));
+}
+
 void Machine::refresh() {
     if (!m_file.empty()) state = readMachine(m_file);
 }

@@ -42,6 +42,8 @@ public:
     // Reads the state from the file now, and writes it back there on every change.
     void attachFile(const std::wstring& path);
     void changed();
+    // The same where nothing but the security of that file changed, of which a large machine sees thousands.
+    void securityChanged(const std::wstring& path);
     // Reads it again, as another process on the same machine may have changed it.
     void refresh();
     const std::wstring& file() const { return m_file; }

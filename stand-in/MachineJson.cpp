@@ -97,6 +97,11 @@ MachineState machineFrom(const Json& object) {
     return state;
 }
 
+// What has changed since the machine file was written stands beside it, a line each, in order.
+std::wstring changesOf(const std::wstring& machineFile) {
+    return machineFile + L".changes";
+}
+
 }  // namespace
 
 std::string toJson(const MachineState& state) {
@@ -142,7 +147,15 @@ MachineState readMachine(const std::wstring& path) {
     if (!file) throw std::runtime_error("no such machine file: " + toUtf8(path));
     std::ostringstream text;
     text << file.rdbuf();
-    return machineFromJson(text.str());
+    MachineState state = machineFromJson(text.str());
+
+    std::ifstream changes(changesOf(path).c_str(), std::ios::binary);
+    // A line without its end was cut off with its writer.
+    for (std::string line; std::getline(changes, line) && !changes.eof();) {
+        for (const auto& [changed, security] : fileSecuritiesFrom(Json::parse(line)))
+            setSecurity(state.fileSecurity, changed, security);
+    }
+    return state;
 }
 
 void writeMachine(const std::wstring& path, const MachineState& state) {
@@ -153,6 +166,17 @@ void writeMachine(const std::wstring& path, const MachineState& state) {
     file.close();
     if (!file || !::MoveFileExW(beside.c_str(), path.c_str(), MOVEFILE_REPLACE_EXISTING)) {
         throw std::runtime_error("the machine file cannot be written: " + toUtf8(path));
+    }
+    ::DeleteFileW(changesOf(path).c_str());
+}
+
+void appendSecurity(const std::wstring& path, const std::wstring& changed,
+                    const FileSecurity& security) {
+    std::ofstream changes(changesOf(path).c_str(), std::ios::binary | std::ios::app);
+    changes << toJsonArray({{changed, security}}).dump() << '\n';
+    changes.close();
+    if (!changes) {
+        throw std::runtime_error("the changes of the machine cannot be written: " + toUtf8(path));
     }
 }
 

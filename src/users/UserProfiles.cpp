@@ -26,7 +26,7 @@ void addUserProfile(const RegistryKey& profileList, const std::wstring& sid) {
     const std::wstring folder = readText(profileKey, L"ProfileImagePath", RRF_RT_ANY);
     g_configuratorLog->beginLine() << "Profile dir is : " << folder << "." << std::endl;
     if (existsAsFolder(folder.c_str())) {
-        g_userProfiles[sid] = folder;
+        g_userProfiles.insert_or_assign(sid, folder);
     } else {
         g_configuratorLog->beginLine()
             << "Skipping since directory " << folder << " is not present." << std::endl;

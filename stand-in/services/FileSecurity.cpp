@@ -166,7 +166,7 @@ DWORD WINAPI setNamedSecurityInfo(LPWSTR path, SE_OBJECT_TYPE type, SECURITY_INF
     }
     if (status != ERROR_SUCCESS) return status;
     setSecurity(machine.state.fileSecurity, path, security);
-    machine.changed();
+    machine.securityChanged(path);
     return ERROR_SUCCESS;
 }
 

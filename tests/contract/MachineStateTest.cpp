@@ -89,4 +89,31 @@ TEST_F(MachineTest, AChangeIsWrittenBackAtOnce) {
     EXPECT_FALSE(standin::readMachine(scratch / L"machine.json").errorObject.has_value());
 }
 
+TEST_F(MachineTest, SecurityIsWrittenBackAtOnceAndStaysWithTheNextChange) {
+    const std::wstring file = scratch / L"machine.json";
+    const standin::FileSecurity first = {L"S-1-5-32-544", standin::AccessList{}, std::nullopt};
+    const standin::FileSecurity second = {L"S-1-5-18", std::nullopt, std::nullopt};
+    standin::writeMachine(file, fullState());
+
+    standin::appendSecurity(file, L"C:\\a", first);
+    standin::appendSecurity(file, L"C:\\b", first);
+    standin::appendSecurity(file, L"C:\\A", second);
+    MachineState read = standin::readMachine(file);
+    EXPECT_EQ(read.fileSecurity.at(L"C:\\a"), second);
+    EXPECT_EQ(read.fileSecurity.at(L"C:\\b"), first);
+
+    standin::writeMachine(file, read);
+    EXPECT_FALSE(exists(file + L".changes"));
+    EXPECT_EQ(standin::readMachine(file).fileSecurity, read.fileSecurity);
+}
+
+TEST_F(MachineTest, AChangeThatWasCutOffIsNone) {
+    const std::wstring file = scratch / L"machine.json";
+    standin::writeMachine(file, fullState());
+    standin::appendSecurity(file, L"C:\\a", {L"S-1-5-18", std::nullopt, std::nullopt});
+    writeFile(file + L".changes", readFile(file + L".changes") + R"([{"path": "C:)");
+
+    EXPECT_EQ(standin::readMachine(file).fileSecurity.size(), 1u);
+}
+
 }  // namespace

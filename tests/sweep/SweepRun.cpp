@@ -21,6 +21,7 @@ SweepRun SweepStage::run(const std::string& faults) {
     run.world = &m_kind;
     run.before = snapshot();
     run.facts = factsOf(m_stage.world, run.before.tree, m_kind.arguments);
+    run.facts.isPluginStatusHidden = run.before.isPluginStatusHidden;
     run.result = m_stage.launch(m_kind.arguments, faults);
     run.calls = m_stage.trace();
     run.after = snapshot();

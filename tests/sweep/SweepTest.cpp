@@ -78,13 +78,13 @@ std::vector<Share> shares() {
         for (int i = 0; i < count; ++i)
             all.push_back({world, isKill, i, cases});
     };
-    add("typical", false, 4, 30);
-    add("enterprise", false, 3, 25);
-    add("finished", false, 2, 25);
-    add("old-status", false, 2, 25);
-    add("usage", false, 1, 10);
-    add("typical", true, 2, 20);
-    add("old-status", true, 2, 20);
+    add("typical", false, 6, 40);
+    add("enterprise", false, 4, 40);
+    add("finished", false, 2, 40);
+    add("old-status", false, 3, 40);
+    add("usage", false, 1, 12);
+    add("typical", true, 2, 25);
+    add("old-status", true, 2, 25);
     return all;
 }
 

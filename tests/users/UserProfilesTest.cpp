@@ -1,4 +1,5 @@
 #include "platform/PlatformException.h"
+#include "support/ScopedImport.h"
 #include "users/ProfilesTest.h"
 
 namespace {
@@ -67,6 +68,27 @@ TEST_F(UserProfilesTest, ServiceAccountsAreOnlyMentioned) {
     EXPECT_EQ(logText(),
               "For user : S-1-5-18 getting profile dir.\n"
               "For user : s-1-5-21-1-2-3-4 getting profile dir.\n");
+}
+
+TEST_F(UserProfilesTest, WithoutMemoryForTheFolderTheUserIsNotListed) {
+    const std::wstring folder(100, L'a');
+    addProfile(kAnn, folder);
+    // Of the program's texts only those of this folder are so long.
+    const size_t wanted = ((scratch / folder).size() + 1) * sizeof(wchar_t);
+
+    for (size_t failing = 1;; ++failing) {
+        size_t count = 0;
+        const auto scarce = replaceImport<decltype(&::malloc)>("malloc", [&](auto real, size_t size) {
+            return size == wanted && ++count == failing ? nullptr : real(size);
+        });
+        const UserProfileMap& profiles = getUserProfiles();
+        if (count < failing) {
+            EXPECT_GT(failing, 1u);
+            EXPECT_THAT(profiles, ElementsAre(Pair(kAnn, scratch / folder)));
+            break;
+        }
+        EXPECT_THAT(profiles, IsEmpty()) << "allocation " << failing;
+    }
 }
 
 TEST_F(UserProfilesTest, DeletedProfileFolderIsSkipped) {

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cstdint>
 #include <cstdio>
-#include <filesystem>
 
 namespace {
 
@@ -174,14 +173,6 @@ private:
 };
 
 }  // namespace
-
-void settleAllocations(TraceReader& trace) {
-    trace.atEnd();
-}
-
-std::u16string toUtf16(const std::string& utf8) {
-    return std::filesystem::path(std::u8string(utf8.begin(), utf8.end())).u16string();
-}
 
 void readCopiedText(TraceReader& trace, const std::string& text) {
     endUnlessItFits(trace, text);

@@ -22,12 +22,6 @@ struct MigratedUser {
     std::vector<std::string> failed;
 };
 
-// The reader comes upon a failed allocation with the next call only. This is where a part of the
-// program ends whose allocations have another handler than those of the next.
-void settleAllocations(TraceReader& trace);
-
-std::u16string toUtf16(const std::string& utf8);
-
 // Text copied into a buffer of 260 characters; one that does not fit ends the process.
 void readCopiedText(TraceReader& trace, const std::string& text);
 // The path that the run goes on with: a component that could not be added is missing in it.

@@ -46,7 +46,7 @@ MigrationModel::MigrationModel(TraceReader& trace, RunFacts& facts)
     trace.line("old package name '" + m_names.oldFamily + "' new package name '" + m_names.newFamily);
     readUsers();
     readFolders();
-    settleAllocations(trace);
+    trace.passOver();
 }
 
 void MigrationModel::readUsers() {

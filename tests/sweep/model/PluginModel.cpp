@@ -155,7 +155,7 @@ private:
     // for the call is outside.
     template <typename Report>
     bool shell(const std::array<std::string, 5>& arguments, Report report) {
-        settleAllocations(m_trace);
+        m_trace.passOver();
         try {
             const standin::Call& operation = m_trace.call(
                 "SHFileOperationW",

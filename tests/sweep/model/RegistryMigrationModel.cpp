@@ -42,10 +42,10 @@ bool RegistryMigrationModel::read(MigratedUser& user) {
 bool RegistryMigrationModel::readList(const std::string& root, const std::string& base,
                                       const std::string& name) {
     const List list = {root, base + m_names.oldFamily, base + m_names.newFamily, name};
-    settleAllocations(m_trace);
+    m_trace.passOver();
     try {
         const KeyModel source(m_trace, root, list.oldPath());
-        settleAllocations(m_trace);
+        m_trace.passOver();
         return readTreeCopy(list, source);
     } catch (const StandardException&) {
         m_trace.line("Error reading MRU registry entries from key " + root + "\\" + list.oldPath());
@@ -88,7 +88,7 @@ bool RegistryMigrationModel::readRewriting(const List& list) {
         const KeyModel key(m_trace, list.root, list.newPath());
         bool isComplete = true;
         const std::vector<std::string> names = key.enumerateSubKeys();
-        settleAllocations(m_trace);
+        m_trace.passOver();
         for (const std::string& name : names)
             isComplete = readEntry(list, key, name) && isComplete;
         return isComplete;
@@ -121,7 +121,7 @@ bool RegistryMigrationModel::readValue(const List& list, const KeyModel& entry,
                                        const std::string& entryName, const std::string& valueName) {
     try {
         entry.readValue(valueName, "0x2");
-        settleAllocations(m_trace);
+        m_trace.passOver();
     } catch (const StandardException&) {
         return false;
     }

@@ -2,6 +2,7 @@
 
 #include <strings.h>
 
+#include "LastErrorModel.h"
 #include "MigrationModel.h"
 
 namespace {
@@ -209,8 +210,9 @@ bool readPostInstall(TraceReader& trace, RunFacts& facts) {
         trace.line("Enabling the localhost has failed, but we don't want to fail the install process");
     }
     if (!readCommonFilesAccess(trace, facts)) {
-        trace.lineBeginning(
-            "Grant permission for Program Files\\Common Files\\Velta\\RXP failed. GetLastError returned: ");
+        trace.line(
+            "Grant permission for Program Files\\Common Files\\Velta\\RXP failed. GetLastError returned: " +
+            lastError(trace));
     }
     if (readUserDataFolders(trace, facts)) readPluginMigration(trace, facts);
     return readCrashDumps(trace, facts);

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <filesystem>
 #include <utility>
 
 namespace {
@@ -60,6 +61,10 @@ std::string quoted(const std::string& text) {
 std::string unquoted(const std::string& argument) {
     if (argument.size() < 2 || argument.front() != '"') return argument;
     return argument.substr(1, argument.size() - 2);
+}
+
+std::u16string toUtf16(const std::string& utf8) {
+    return std::filesystem::path(std::u8string(utf8.begin(), utf8.end())).u16string();
 }
 
 TraceReader::TraceReader(std::vector<standin::Call> calls, std::vector<Allocation> allocations)

@@ -76,6 +76,9 @@ public:
     bool nextLineBegins(const std::string& text);
     bool atEnd();
 
+    // Takes what comes before the next call that a model names. A failed allocation among it is raised
+    // here: where a part of the run ends whose allocations have another handler than those of the next.
+    void passOver();
     // Takes the failed allocations that come before anything else: those of what has just been
     // done, where something is given back behind it and another handler is in charge.
     void settleAllocations();
@@ -95,7 +98,6 @@ public:
     const std::vector<standin::Call>& calls() const { return m_calls; }
 
 private:
-    void passOver();
     void passOverOne();
     bool isPassedOver(const standin::Call& call) const;
     static bool matches(const standin::Call& call, std::string_view name,
@@ -121,3 +123,5 @@ private:
 std::string quoted(const std::string& text);
 // The text of an argument in double quotes.
 std::string unquoted(const std::string& argument);
+// Positions and lengths in a path count its 16-bit units, as the program does.
+std::u16string toUtf16(const std::string& utf8);

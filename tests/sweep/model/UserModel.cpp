@@ -13,11 +13,6 @@ constexpr const char* kLogonUi =
     "SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Authentication\\LogonUI";
 constexpr unsigned long kDirectory = 0x10;
 
-// Positions in a path count its 16-bit units, as the program does. (This header also brings in
-// std::quoted, hence ::quoted below.)
-std::u16string wide(const std::string& text) {
-    return std::filesystem::path(std::u8string(text.begin(), text.end())).u16string();
-}
 std::string narrow(const std::u16string& text) {
     const std::u8string utf8 = std::filesystem::path(text).u8string();
     return std::string(utf8.begin(), utf8.end());
@@ -32,12 +27,6 @@ std::string readText(TraceReader& trace, const RunFacts& facts, const KeyModel& 
     if (text == facts.registryTexts.end())
         trace.deviate("a value whose text is known: " + keyPath + "\\" + valueName);
     return text->second;
-}
-
-// The failed allocations that come next are raised here: before a guard, since they are not the
-// guard's to bear, or at the end of one, since they are.
-void readAllocations(TraceReader& trace) {
-    trace.atEnd();
 }
 
 // A user's own account; the well-known short ones are none.
@@ -57,7 +46,7 @@ void readProfile(TraceReader& trace, RunFacts& facts, const KeyModel& list, cons
     trace.line("Profile dir is : " + folder + ".");
     const standin::Call& attributes = trace.call("GetFileAttributesW", {::quoted(folder)});
     if (!attributes.failed && (std::stoul(attributes.result, nullptr, 16) & kDirectory) != 0) {
-        readAllocations(trace);  // a user whose entry could not be made has none
+        trace.passOver();  // a user whose entry could not be made has none
         facts.profiles[sid] = folder;
     } else {
         trace.line("Skipping since directory " + folder + " is not present.");
@@ -119,7 +108,7 @@ void readLocalAppData(TraceReader& trace, const RunFacts& facts, const std::stri
 
 const std::map<std::string, std::string>& readUserProfiles(TraceReader& trace, RunFacts& facts) {
     if (!facts.profiles.empty()) return facts.profiles;
-    readAllocations(trace);
+    trace.passOver();
     try {
         readProfileList(trace, facts);
     } catch (const StandardException& exception) {
@@ -130,7 +119,7 @@ const std::map<std::string, std::string>& readUserProfiles(TraceReader& trace, R
 
 std::string readLoggedOnUserSid(TraceReader& trace, RunFacts& facts) {
     if (!facts.loggedOnSid.empty()) return facts.loggedOnSid;
-    readAllocations(trace);
+    trace.passOver();
     try {
         const KeyModel key(trace, kMachine, kLogonUi);
         facts.loggedOnSid = readText(trace, facts, key, std::string(kMachine) + "\\" + kLogonUi,
@@ -157,7 +146,7 @@ std::string readLocalAppDataFolderOf(TraceReader& trace, RunFacts& facts, const 
 
 bool readUserFolder(TraceReader& trace, const RunFacts& facts, const std::string& key,
                     const std::string& valueName, std::string& folder) {
-    readAllocations(trace);
+    trace.passOver();
     try {
         const KeyModel open(trace, "HKEY_USERS", key);
         folder = readText(trace, facts, open, "HKEY_USERS\\" + key, valueName);
@@ -171,19 +160,19 @@ bool readUserFolder(TraceReader& trace, const RunFacts& facts, const std::string
 
 void replaceProfilePrefix(TraceReader& trace, bool isEnterprise, const std::string& current,
                           const std::string& profile, std::string& folder) {
-    std::u16string text = wide(folder);
+    std::u16string text = toUtf16(folder);
     if (isEnterprise) {
         const size_t first = text.find_first_of(u"Users\\");
         if (first == 0 || first == std::u16string::npos) return;
         const size_t end = text.find(u'\\', first + 7);
         if (end == std::u16string::npos) return;
         trace.line("AppData in Folders before profile replace = " + narrow(text.substr(0, end)));
-        folder = narrow(text.replace(0, end, wide(profile)));
+        folder = narrow(text.replace(0, end, toUtf16(profile)));
         trace.line("AppData in Folders after replace = " + folder);
         return;
     }
-    const std::u16string own = wide(current);
+    const std::u16string own = toUtf16(current);
     if (own.empty() || text.empty() || own.find(text.front()) == std::u16string::npos) return;
     if (current == profile) return;
-    folder = narrow(text.replace(0, own.size(), wide(profile)));
+    folder = narrow(text.replace(0, own.size(), toUtf16(profile)));
 }
