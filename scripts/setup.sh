@@ -6,6 +6,7 @@ packages=(
     cmake ninja-build g++-mingw-w64-x86-64-posix binutils-mingw-w64-x86-64   # the build
     wine wine64                                                              # test programs run under it
     googletest nlohmann-json3-dev python3                                    # the tests and the stand-in machine
+    wixl msitools                                                            # the example installer
     clang-14 clang-format clang-tidy cppcheck                                # formatting and lint
 )
 

@@ -1,0 +1,99 @@
+// The example installer, as a user runs it: msiexec without a window. The configurator that it
+// starts runs on a stand-in machine.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <stdexcept>
+
+#include "end_to_end/RunStage.h"
+#include "stand-in/Text.h"
+#include "support/Files.h"
+
+namespace {
+
+using ::testing::HasSubstr;
+
+// What the command ends with. It is `program` of the system's folder.
+DWORD runSystemProgram(const std::wstring& program, const std::wstring& arguments) {
+    std::wstring commandLine = program + L' ' + arguments;
+    STARTUPINFOW startup = {};
+    startup.cb = sizeof(startup);
+    PROCESS_INFORMATION started = {};
+    if (!::CreateProcessW(nullptr, commandLine.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr,
+                          &startup, &started)) {
+        throw std::runtime_error("the installer does not start");
+    }
+    ::WaitForSingleObject(started.hProcess, INFINITE);
+    DWORD exitCode = 0;
+    ::GetExitCodeProcess(started.hProcess, &exitCode);
+    ::CloseHandle(started.hThread);
+    ::CloseHandle(started.hProcess);
+    return exitCode;
+}
+
+class InstallerTest : public ::testing::Test, protected RunStage {
+protected:
+    InstallerTest() {
+        makeTypicalWorld(world);
+        writeFile(product() + L"\\stand-in.dll", readFile(buildFolder() + L"\\stand-in.dll"));
+        std::string step;
+        for (const std::wstring& line : {world.installer() + L"\\LSDKConfigurator.exe", m_machineFile,
+                                         m_files / L"trace.jsonl", world.path(L"admin")}) {
+            step += standin::toUtf8(line) + "\n";
+        }
+        writeFile(product() + L"\\step.txt", step);
+    }
+    ~InstallerTest() override {
+        if (m_isInstalled) msiexec(L"/x");
+    }
+
+    DWORD msiexec(const std::wstring& verb, const std::wstring& properties = L"") {
+        return runSystemProgram(L"msiexec.exe", verb + L" \"" + buildFolder() +
+                                                    L"\\installer\\product.msi\" /qn INSTALLDIR=" +
+                                                    product() + L' ' + properties);
+    }
+    DWORD install(const std::wstring& properties = L"") {
+        standin::writeMachine(m_machineFile, world.state);
+        const DWORD exitCode = msiexec(L"/i", properties);
+        m_isInstalled = exitCode == 0;
+        world.state = standin::readMachine(m_machineFile);
+        return exitCode;
+    }
+    std::wstring product() const { return world.path(L"Product"); }
+    std::string log() const { return readFile(logFile()); }
+
+private:
+    ScratchFolder m_files;
+    const std::wstring m_machineFile = m_files / L"machine.json";
+    bool m_isInstalled = false;
+};
+
+TEST_F(InstallerTest, RunsTheConfiguratorWithItsArgumentsAndSucceedsWithIt) {
+    EXPECT_EQ(install(), 0u);
+
+    EXPECT_THAT(log(), HasSubstr("\"40.1.0.0\" \"Velta.QK\" \"QK.exe\" \"ZRKL\" \"false\" "));
+    EXPECT_THAT(log(), HasSubstr("isEnterpriseDeployment from arg is:0"));
+    EXPECT_EQ(world.state.packages.size(), 1u);
+    EXPECT_TRUE(exists(world.newPackage(kAnna) + L"\\LocalState\\mig_status.json"));
+    EXPECT_TRUE(exists(product() + L"\\LSDKConfigurator.exe"));
+    EXPECT_TRUE(exists(product() + L"\\LSDKConfiguratorHelper.exe"));
+}
+
+TEST_F(InstallerTest, HandsOnThatAllUsersAreMeant) {
+    EXPECT_EQ(install(L"ENTERPRISE=true"), 0u);
+
+    EXPECT_THAT(log(), HasSubstr("isEnterpriseDeployment from arg is:1"));
+}
+
+TEST_F(InstallerTest, FailsWithTheConfiguratorAndTakesItsFilesBackButLeavesTheLog) {
+    std::erase_if(world.state.packages,
+                  [](const auto& package) { return package.version.major == 40; });
+
+    EXPECT_NE(install(), 0u);
+
+    EXPECT_THAT(log(), HasSubstr("\"40.1.0.0\" \"Velta.QK\" \"QK.exe\" \"ZRKL\" \"false\" "));
+    EXPECT_FALSE(exists(product() + L"\\LSDKConfigurator.exe"));
+    EXPECT_FALSE(exists(product() + L"\\LSDKConfiguratorHelper.exe"));
+}
+
+}  // namespace
