@@ -50,12 +50,14 @@ bool hasRelocations(const PeFile& file) {
            sizeof(IMAGE_BASE_RELOCATION);
 }
 
-// Each function that has a stack frame, by the table for unwinding.
+// Each function that has a stack frame, by the table for unwinding. The linker leaves an empty
+// entry for one that it left out.
 std::vector<RUNTIME_FUNCTION> functionsOf(const PeFile& file) {
     const IMAGE_DATA_DIRECTORY table = file.directory(IMAGE_DIRECTORY_ENTRY_EXCEPTION);
     std::vector<RUNTIME_FUNCTION> functions;
     for (size_t i = 0; i < table.Size / sizeof(RUNTIME_FUNCTION); ++i) {
-        functions.push_back(file.at<RUNTIME_FUNCTION>(table.VirtualAddress, i));
+        const auto function = file.at<RUNTIME_FUNCTION>(table.VirtualAddress, i);
+        if (function.EndAddress != 0) functions.push_back(function);
     }
     return functions;
 }
@@ -126,6 +128,27 @@ Findings protectionFindings(const PeFile& file) {
             findings.push_back("with a section that is writable and executable");
         }
     }
+    return findings;
+}
+
+Findings unwindFindings(const PeFile& file) {
+    const IMAGE_SECTION_HEADER code = file.section(".text");
+    const DWORD codeEnd = code.VirtualAddress + code.Misc.VirtualSize;
+    const IMAGE_DATA_DIRECTORY table = file.directory(IMAGE_DIRECTORY_ENTRY_EXCEPTION);
+    Findings findings;
+    DWORD end = 0;
+    for (size_t i = 0; i < table.Size / sizeof(RUNTIME_FUNCTION); ++i) {
+        const auto function = file.at<RUNTIME_FUNCTION>(table.VirtualAddress, i);
+        const bool isEmpty = function.BeginAddress == 0 && function.EndAddress == 0;
+        if (!isEmpty &&
+            (function.BeginAddress < code.VirtualAddress ||
+             function.EndAddress <= function.BeginAddress || function.EndAddress > codeEnd)) {
+            findings.push_back("unwinds what is no code");
+        }
+        if (function.BeginAddress < end) findings.push_back("with an unsorted table for unwinding");
+        end = function.EndAddress;
+    }
+    if (end == 0) findings.push_back("unwinds nothing");
     return findings;
 }
 

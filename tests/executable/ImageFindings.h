@@ -12,6 +12,8 @@ using Findings = std::vector<std::string>;
 Findings importFindings(const PeFile& file);
 // Address layout, execution of data, kind of program.
 Findings protectionFindings(const PeFile& file);
+// A table for unwinding that a search would lose its way in, or that leads out of the code.
+Findings unwindFindings(const PeFile& file);
 // Fewer than `fewest` functions that check their stack frame before they return.
 Findings stackProtectorFindings(const PeFile& file, size_t fewest);
 // Time stamps, which differ from build to build, and the places where it was built.

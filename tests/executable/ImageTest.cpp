@@ -5,6 +5,7 @@
 #include <ostream>
 
 #include "executable/ImageFindings.h"
+#include "executable/ImportedFunctions.h"
 #include "support/Files.h"
 #include "support/Programs.h"
 
@@ -40,6 +41,22 @@ TEST_P(ImageTest, ImportsOnlyWhatWindowsTakesFromItsOwnFolder) {
 TEST_P(ImageTest, IsLaidOutAtRandomAndNeverExecutesData) {
     EXPECT_THAT(protectionFindings(file), IsEmpty());
 }
+
+// What the linker leaves out leaves its entry there, empty and before all others.
+TEST_P(ImageTest, TableForUnwindingIsSortedAndHoldsCode) {
+    EXPECT_THAT(unwindFindings(file), IsEmpty());
+}
+
+#ifdef NDEBUG
+TEST_P(ImageTest, ImportsOnlyWhatATraceShowsAndWhatItsRuntimeNeeds) {
+    EXPECT_THAT(unwatchedImports(file), IsEmpty());
+}
+
+// The release executable, whose symbols lie in a file beside it: runtime and all in a megabyte.
+TEST_P(ImageTest, IsAMillionBytesAtMost) {
+    EXPECT_LE(file.bytes().size(), 1'000'000U);
+}
+#endif
 
 TEST_P(ImageTest, FunctionsCheckTheirStackFrame) {
     EXPECT_THAT(stackProtectorFindings(file, GetParam().guardedFunctions), IsEmpty());
@@ -90,6 +107,10 @@ void importAnother(PeFile& file) {
                    std::string("version.dll", sizeof("version.dll")));
 }
 
+void importAnotherFunction(PeFile& file) {
+    file.writeText(file.find(file.section(".idata"), "CopyFileW"), "MoveFileW");
+}
+
 // A table for late binding with one entry, in place of other data.
 void bindAnotherLate(PeFile& file) {
     const IMAGE_SECTION_HEADER section = file.section(".rdata");
@@ -108,6 +129,27 @@ void makeCodeWritable(PeFile& file) {
     IMAGE_SECTION_HEADER code = file.section(".text");
     code.Characteristics |= IMAGE_SCN_MEM_WRITE;
     file.setSection(code);
+}
+
+void writeFunction(PeFile& file, size_t index, RUNTIME_FUNCTION function) {
+    const DWORD table = file.directory(IMAGE_DIRECTORY_ENTRY_EXCEPTION).VirtualAddress;
+    file.write(table + static_cast<DWORD>(index * sizeof(function)), function);
+}
+
+size_t lastFunction(const PeFile& file) {
+    return file.directory(IMAGE_DIRECTORY_ENTRY_EXCEPTION).Size / sizeof(RUNTIME_FUNCTION) - 1;
+}
+
+void emptyLastFunction(PeFile& file) {
+    writeFunction(file, lastFunction(file), RUNTIME_FUNCTION{});
+}
+
+void leadLastFunctionOutOfCode(PeFile& file) {
+    const DWORD data = file.section(".rdata").VirtualAddress;
+    RUNTIME_FUNCTION function = {};
+    function.BeginAddress = data;
+    function.EndAddress = data + 1;
+    writeFunction(file, lastFunction(file), function);
 }
 
 void unguardFunctions(PeFile& file) {
@@ -139,6 +181,7 @@ INSTANTIATE_TEST_SUITE_P(
     Damages, BrokenImage,
     ::testing::Values(
         Damage{"ForeignImport", importAnother, importFindings, "imports version.dll"},
+        Damage{"ForeignFunction", importAnotherFunction, unwatchedImports, "imports MoveFileW"},
         Damage{"ForeignLateImport", bindAnotherLate, importFindings, "imports late.dll"},
         Damage{"NoImports", withHeaders([](IMAGE_NT_HEADERS64& headers) {
                    headers.OptionalHeader.DataDirectory[IMAGE_DIRECTORY_ENTRY_IMPORT] = {};
@@ -168,6 +211,13 @@ INSTANTIATE_TEST_SUITE_P(
                protectionFindings, "not of the GUI subsystem"},
         Damage{"WritableCode", makeCodeWritable, protectionFindings,
                "with a section that is writable and executable"},
+        Damage{"UnsortedFunctions", emptyLastFunction, unwindFindings,
+               "with an unsorted table for unwinding"},
+        Damage{"FunctionOfData", leadLastFunctionOutOfCode, unwindFindings, "unwinds what is no code"},
+        Damage{"NoFunctions", withHeaders([](IMAGE_NT_HEADERS64& headers) {
+                   headers.OptionalHeader.DataDirectory[IMAGE_DIRECTORY_ENTRY_EXCEPTION] = {};
+               }),
+               unwindFindings, "unwinds nothing"},
         Damage{"UnguardedFunctions", unguardFunctions, stackFindings,
                "only 0 functions check their frame"},
         Damage{"NoAlarm", silenceAlarm, stackFindings, "only 0 functions check their frame"},
