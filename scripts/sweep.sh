@@ -25,18 +25,24 @@ case "$1" in
 --list) sweep "$2" list ;;
 --full)
     worlds=${2:-typical enterprise finished old-status usage}
+    rm -f ../sweep-*.txt
+    shares=0
     for world in $worlds; do
         for kind in faults kills; do
             echo "Sweeping $world, $kind ..."
             for part in $(seq 0 $(($(nproc) - 1))); do
                 sweep "$world" "$kind" "$part" "$(nproc)" >"../sweep-$world-$kind-$part.txt" &
+                shares=$((shares + 1))
             done
             wait || true
             grep -h -A 14 '^FAILED' "../sweep-$world-$kind-"*.txt || true
         done
     done
-    awk '/ passed, .* failed$/ { passed += $1; failed += $3 } END { print passed + 0 " passed, " failed + 0 " failed"; exit failed > 0 || passed == 0 }' \
-        ../sweep-*-*-*.txt
+    # Each share ends with its count; one that did not come to its end has none.
+    awk -v shares="$shares" '/^[0-9]+ passed, [0-9]+ failed$/ { ended++; passed += $1; failed += $3 }
+        END { if (ended != shares) print shares - ended " of " shares " shares did not end"
+              print passed + 0 " passed, " failed + 0 " failed"; exit failed > 0 || passed == 0 || ended != shares }' \
+        ../sweep-*.txt
     ;;
 --long) "$root/scripts/wine.sh" "$root/build/release/long_runs.exe" --gtest_brief=1 ;;
 *) sweep "$1" && echo "1 passed, 0 failed" ;;

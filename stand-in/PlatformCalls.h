@@ -59,6 +59,7 @@ using SecureCopyFunction = errno_t (*)(wchar_t*, size_t, const wchar_t*);
     X(SHFileOperationW, decltype(&::SHFileOperationW), Status, ".")                      \
     X(SHGetFolderPathW, decltype(&::SHGetFolderPathW), Hresult, "oxh..")                 \
     X(_wfopen, decltype(&::_wfopen), Errno, "..")                                        \
+    X(_read, decltype(&::_read), Errno, ".o.")                                           \
     X(_write, decltype(&::_write), Errno, "...")                                         \
     X(_close, decltype(&::_close), Errno, ".")                                           \
     /* registry */                                                                       \

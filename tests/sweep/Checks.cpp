@@ -67,10 +67,12 @@ bool isRelease(const standin::Call& call) {
 
 // What a sweep let no call give back.
 bool isKeptByFailedRelease(const SweepRun& run, const std::string& leak) {
+    const std::set<std::string> releases = {"CloseHandle", "FindClose", "RegCloseKey",
+                                            "LocalFree",   "HeapFree",  "FreeLibrary"};
     return std::any_of(run.calls.begin(), run.calls.end(), [&](const standin::Call& call) {
-        if (!call.injected || call.arguments.empty()) return false;
+        if (!call.injected) return false;
         if (call.name == "WindowsDeleteString") return leak.starts_with("string#");
-        return call.arguments.back() == leak || call.arguments[0] == leak;
+        return releases.contains(call.name) && call.arguments.back() == leak;
     });
 }
 
@@ -104,6 +106,11 @@ void checkBeginning(const SweepRun& run, const SweepRun& clean, Problems& proble
             return;
         }
     }
+}
+
+void checkOldKeys(const SweepRun& run, Problems& problems) {
+    if (run.after.oldKeys != run.before.oldKeys)
+        problems.push_back("the old package's keys have changed");
 }
 
 void checkOldTree(const SweepRun& run, const World& world, Problems& problems) {
@@ -230,8 +237,11 @@ void checkLedger(const SweepRun& run, Problems& problems) {
 
 void checkLogOnDisk(const SweepRun& run, Problems& problems) {
     std::string expected;
+    bool isOpen = false;
     for (const standin::Call& call : run.calls) {
-        if (call.name != "_write" || call.arguments[0] != "3") continue;
+        if (call.name == "_wfopen" && call.arguments[1] == "\"a\"") isOpen = !call.failed;
+        // The first file that the run opens; without a log another one has that number.
+        if (!isOpen || call.name != "_write" || call.arguments[0] != "3") continue;
         if (call.failed || call.result == "does not return") return;
         expected += unquoted(call.arguments[1]);
     }

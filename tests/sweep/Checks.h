@@ -12,6 +12,9 @@ using Problems = std::vector<std::string>;
 // Up to the call that fails the run is that without faults.
 void checkBeginning(const SweepRun& run, const SweepRun& clean, Problems& problems);
 
+// The values of the old package's keys are as they were.
+void checkOldKeys(const SweepRun& run, Problems& problems);
+
 // Without an enterprise deployment the old package's tree is as it was.
 void checkOldTree(const SweepRun& run, const World& world, Problems& problems);
 
@@ -35,7 +38,9 @@ void checkStatusFiles(const SweepRun& run, const World& world, Problems& problem
 // hidden at the end.
 void checkPluginStatus(const SweepRun& run, const World& world, Problems& problems);
 
-// A run without faults that follows one that was broken off has made up for it: its user's data in
-// the new package is that of a run on an unbroken machine, but for what the earlier run decided for good.
+// A run without faults that follows one that was broken off has made up for it: packages, exempt
+// containers, crash dumps and the security of files are those of a run on an unbroken machine, no
+// plug-in has lost a file, and its user's data in the new package is the same, but for what the
+// earlier run decided for good.
 void checkRecovery(const SweepRun& broken, const SweepRun& again, const SweepRun& clean,
                    const World& world, Problems& problems);

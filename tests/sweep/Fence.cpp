@@ -112,7 +112,7 @@ private:
 }  // namespace
 
 Fence::Fence(const World& world, const std::vector<WorldUser>& users, bool isEnterpriseDeployment)
-    : m_log(folded(world.installer() + L"\\lsdkConfiguratorLog.txt")),
+    : m_logs{folded(world.installer() + L"\\lsdkConfiguratorLog.txt")},
       m_dumpsKey(folded(std::wstring(kMachineKey) +
                         L"Windows\\Windows Error Reporting\\LocalDumps\\QK.exe")) {
     for (const WorldUser& user : users) {
@@ -163,6 +163,10 @@ void Fence::allow(const std::wstring& place) {
     m_allowed.push_back(folded(place));
 }
 
+void Fence::allowLog(const std::wstring& path) {
+    m_logs.push_back(folded(path));
+}
+
 bool Fence::isAllowed(const std::wstring& place) const {
     return isInOneOf(place, m_allowed);
 }
@@ -182,7 +186,7 @@ bool Fence::admitsFileCall(const standin::Call& call) const {
     const std::wstring place = placeOf(call, call.name == "CopyFileW" ? 1 : 0);
     if (isAllowed(place)) return true;
     if (call.name == "_wfopen")
-        return (call.arguments.at(1) == "\"a\"" ? place == m_log
+        return (call.arguments.at(1) == "\"a\"" ? isOneOf(place, m_logs)
                                                 : isOneOf(place, m_pluginStatusFiles));
     if (call.name == "CreateFileW" || call.name == "CopyFileW")
         return isInOneOf(place, m_newPackageTrees);

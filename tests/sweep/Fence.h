@@ -17,6 +17,8 @@ public:
     // A file, or a folder with all that is in it, or a key "HKEY_USERS\\..." with all below it that
     // this run's input itself leads to.
     void allow(const std::wstring& place);
+    // A path that the log may have besides its own.
+    void allowLog(const std::wstring& path);
 
     // The calls that write anywhere else, or would have.
     std::vector<std::string> breaches(const std::vector<standin::Call>& calls) const;
@@ -34,7 +36,7 @@ private:
 
     // Paths and keys in lower case; "trees" with all that is in them.
     Places m_allowed;
-    std::wstring m_log;
+    Places m_logs;
     Places m_newPackageTrees;
     Places m_oldPackageTrees;  // where files are deleted behind their copies
     Places m_oldPlugins;

@@ -130,12 +130,20 @@ Fence fenceOf(const SweepRun& run, const World& world) {
     // Required: an empty folder for the user's plug-ins makes a path that begins at the drive's root.
     if (run.facts.rxpAppDataPath.empty())
         fence.allow(L"\\Plugins\\External\\.pluginsMigrationStatus.json");
-    // Required: nobody looks whether a component could be added to a path, so the run goes on with
-    // the path that is left: of the package's root without its name.
     for (const standin::Call& call : run.calls) {
-        if (!call.injected || call.name != "PathCchAppend") continue;
-        for (const WorldUser& user : run.world->users)
-            fence.allow(world.localAppData(user) + L"\\Packages");
+        if (!call.injected) continue;
+        // Required: nobody looks whether the log's path could be made. Without the program's own path
+        // the log lies in the working folder; with the program's name or without its own it cannot be opened.
+        if (call.name == "GetModuleFileNameW") fence.allowLog(L"lsdkConfiguratorLog.txt");
+        if (call.name == "PathCchRemoveFileSpec")
+            fence.allowLog(world.installer() + L"\\LSDKConfigurator.exe\\lsdkConfiguratorLog.txt");
+        if (call.name == "PathCchAppend") {
+            fence.allowLog(world.installer());
+            // Required: nor whether a component could be added to a path, so the run goes on with
+            // the path that is left: of the package's root without its name.
+            for (const WorldUser& user : run.world->users)
+                fence.allow(world.localAppData(user) + L"\\Packages");
+        }
     }
     return fence;
 }
@@ -150,6 +158,7 @@ std::vector<std::string> judge(SweepRun& run, const SweepRun& clean, const World
     run.facts = reading.facts;
     checkEnd(run, reading, isKilled, problems);
     checkBeginning(run, clean, problems);
+    checkOldKeys(run, problems);
     if (run.world->isEnterprise) {
         checkMovedFiles(run, world, problems);
     } else {

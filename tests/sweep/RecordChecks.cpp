@@ -65,6 +65,47 @@ bool isPluginData(const std::wstring& name) {
            name.starts_with(L"LocalState\\plugin_settings");
 }
 
+// Of each plug-in and its settings that the broken run began with, every file stands in the old place
+// or, at whatever depth, in the new one. (A second copy may put a plug-in into the folder of the first.)
+void checkPluginData(const SweepRun& broken, const SweepRun& again, const World& world,
+                     Problems& problems) {
+    const WorldUser& user = again.world->users.front();
+    const std::wstring localState = relativeTo(world, world.newPackage(user)) + L"\\LocalState\\";
+    const std::wstring rxp = relativeTo(world, world.roaming(user)) + L"\\Velta\\RXP\\Plugins";
+    for (const std::wstring kind : {L"plugins\\", L"plugin_settings\\"}) {
+        for (const auto& [name, bytes] :
+             dataOf(broken.before, localState + kind.substr(0, kind.size() - 1))) {
+            // Files beside the plug-ins' folders are none of theirs.
+            if (name.find(L'\\') == std::wstring::npos || name.ends_with(L'\\')) continue;
+            const std::string* old = fileIn(again.after, localState + kind + name);
+            const bool isKept = old != nullptr && *old == bytes;
+            const bool isMoved = std::any_of(
+                again.after.tree.begin(), again.after.tree.end(), [&](const auto& entry) {
+                    return entry.first.starts_with(rxp) && entry.second == bytes &&
+                           entry.first.ends_with(name.substr(name.find(L'\\')));
+                });
+            if (!isKept && !isMoved)
+                problems.push_back("lost of a plug-in at the end: " + toUtf8(kind + name));
+        }
+    }
+}
+
+// What no earlier run decides for good is as a run on an unbroken machine leaves it.
+void checkMachine(const SweepRun& again, const SweepRun& clean, Problems& problems) {
+    if (again.after.packages != clean.after.packages) problems.push_back("other packages are left");
+    if (again.after.exempt != clean.after.exempt) problems.push_back("other containers are exempt");
+    if (again.after.dumps != clean.after.dumps)
+        problems.push_back("other crash dumps are registered");
+    for (const auto& [path, security] : clean.after.security) {
+        const auto found = again.after.security.find(path);
+        if (found == again.after.security.end()) {
+            problems.push_back("without its security: " + toUtf8(path));
+        } else if (found->second != security) {
+            problems.push_back("with other security: " + toUtf8(path) + ": " + textOf(found->second));
+        }
+    }
+}
+
 }  // namespace
 
 void checkStatusFiles(const SweepRun& run, const World& world, Problems& problems) {
@@ -101,6 +142,8 @@ void checkPluginStatus(const SweepRun& run, const World& world, Problems& proble
 
 void checkRecovery(const SweepRun& broken, const SweepRun& again, const SweepRun& clean,
                    const World& world, Problems& problems) {
+    checkPluginData(broken, again, world, problems);
+    checkMachine(again, clean, problems);
     for (const WorldUser& user : again.world->users) {
         const std::wstring root = relativeTo(world, world.newPackage(user));
         const std::wstring status = root + L"\\LocalState\\mig_status.json";

@@ -3,6 +3,18 @@
 #include "support/Files.h"
 #include "sweep/WorldFacts.h"
 
+namespace {
+
+void addValues(const ScratchRegistry& registry, HKEY root, const std::wstring& path,
+               std::map<std::wstring, RegistryValue>& values) {
+    for (const auto& [name, value] : registry.values(root, path))
+        values[path + L"\\" + name] = value;
+    for (const std::wstring& name : registry.subKeys(root, path))
+        addValues(registry, root, path + L"\\" + name, values);
+}
+
+}  // namespace
+
 SweepStage::SweepStage(const SweepWorld& kind) : m_kind(kind) {
     kind.make(m_stage.world);
     if (kind.isFinished) m_stage.launch(kind.arguments);
@@ -13,7 +25,35 @@ Snapshot SweepStage::snapshot() const {
                                       L"\\Velta\\RXP\\Plugins\\External\\.pluginsMigrationStatus.json";
     const bool isHidden = exists(pluginStatus) &&
                           (attributesOf(pluginStatus) & FILE_ATTRIBUTE_HIDDEN) != 0;
-    return {listTree(m_stage.scratch.path()), isHidden};
+    Snapshot snapshot;
+    snapshot.tree = listTree(m_stage.scratch.path());
+    snapshot.isPluginStatusHidden = isHidden;
+    const std::wstring packages =
+        L"Local Settings\\Software\\Microsoft\\Windows\\CurrentVersion\\AppModel\\SystemAppData\\"
+        L"Velta.LC.QK_qzw4mhtrvb2ne";
+    const ScratchRegistry& registry = m_stage.registry;
+    if (registry.hasKey(HKEY_CLASSES_ROOT, packages))
+        addValues(registry, HKEY_CLASSES_ROOT, packages, snapshot.oldKeys);
+    for (const WorldUser& user : m_kind.users) {
+        const std::wstring classes = user.sid + L"\\SOFTWARE\\Classes\\" + packages;
+        if (registry.hasKey(HKEY_USERS, classes))
+            addValues(registry, HKEY_USERS, classes, snapshot.oldKeys);
+    }
+    const std::wstring dumps =
+        L"SOFTWARE\\Microsoft\\Windows\\Windows Error Reporting\\LocalDumps\\QK.exe";
+    if (registry.hasKey(HKEY_LOCAL_MACHINE, dumps))
+        snapshot.dumps = registry.values(HKEY_LOCAL_MACHINE, dumps);
+    const standin::MachineState& state = m_stage.world.state;
+    for (const standin::InstalledPackage& package : state.packages)
+        snapshot.packages.insert(package.fullName);
+    if (state.network) {
+        for (const standin::ExemptSid& exempt : state.network->exempt)
+            snapshot.exempt.insert(exempt.sid);
+    }
+    const size_t root = m_stage.world.path(L"").size();
+    for (const auto& [path, security] : state.fileSecurity)
+        snapshot.security[path.substr(std::min(root, path.size()))] = security;
+    return snapshot;
 }
 
 SweepRun SweepStage::run(const std::string& faults) {
@@ -25,9 +65,12 @@ SweepRun SweepStage::run(const std::string& faults) {
     run.result = m_stage.launch(m_kind.arguments, faults);
     run.calls = m_stage.trace();
     run.after = snapshot();
-    const std::wstring log = L"Installer\\lsdkConfiguratorLog.txt";
-    const auto written = run.after.tree.find(log);
+    const auto written = run.after.tree.find(L"Installer\\lsdkConfiguratorLog.txt");
     if (written != run.after.tree.end())
         run.logWritten = written->second.substr(m_stage.logBytesBefore);
+    // Without the program's own path the log lies in the working folder.
+    const auto elsewhere = run.after.tree.find(L"lsdkConfiguratorLog.txt");
+    if (elsewhere != run.after.tree.end() && !run.before.tree.contains(elsewhere->first))
+        run.logWritten += elsewhere->second;
     return run;
 }

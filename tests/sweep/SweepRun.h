@@ -1,6 +1,7 @@
 #pragma once
 
 #include <map>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -12,6 +13,11 @@
 struct Snapshot {
     std::map<std::wstring, std::string> tree;  // as listTree gives it, of the world's whole folder
     bool isPluginStatusHidden = false;
+    std::map<std::wstring, RegistryValue> oldKeys;  // values of the older package's keys, by path
+    std::map<std::wstring, RegistryValue> dumps;    // values of the crash dump key
+    std::set<std::wstring> packages;                // full names
+    std::set<std::wstring> exempt;                  // SIDs
+    std::map<std::wstring, standin::FileSecurity> security;  // by path in the world's folder
 };
 
 // One run of the executable in a sweep's world, with all that its checks look at.

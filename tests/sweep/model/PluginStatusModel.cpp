@@ -44,7 +44,8 @@ PluginStatusModel::PluginStatusModel(TraceReader& trace, RunFacts& facts, const 
 
 void PluginStatusModel::discardStale() {
     if (!m_trace.ok("PathFileExistsW", {m_path})) return;
-    const std::optional<Json> document = readDocument(m_trace.ok("_wfopen", {m_path, "\"r\""}));
+    const bool isOpen = m_trace.ok("_wfopen", {m_path, "\"r\""});
+    const std::optional<Json> document = readDocument(isOpen && m_trace.readsFile());
     if (!document) return;
     // The beta code is not tested.
     std::string object = "JsonObject#*";
@@ -90,7 +91,7 @@ bool PluginStatusModel::isMigrationNeeded() {
         }
         noteCut();
     }
-    m_document = readDocument(isOpen);
+    m_document = readDocument(isOpen && m_trace.readsFile());
     if (!m_document) {
         // What a failed parse hands back is the system's business: the program makes its own.
         readActivation(kObject);

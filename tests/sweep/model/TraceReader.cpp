@@ -159,6 +159,15 @@ std::string TraceReader::error() const {
     return m_last->hasError ? std::to_string(m_last->error) : m_last->result;
 }
 
+bool TraceReader::readsFile() {
+    bool hasText = true;
+    for (bool isFirst = true; nextIs("_read"); isFirst = false) {
+        const bool isRead = ok("_read", {"*", "given", "*"});
+        if (isFirst) hasText = isRead;
+    }
+    return hasText;
+}
+
 bool TraceReader::nextIs(std::string_view name, std::initializer_list<std::string_view> arguments) {
     passOver();
     return m_next < m_calls.size() && matches(m_calls[m_next], name, arguments);
