@@ -20,5 +20,15 @@ if [ -z "$own" ]; then
     flock "$lock"
 fi
 
-# The lock is this shell's alone: what the program leaves behind must not hold it.
-WINEPREFIX="$wine/$own" taskset -c "$own" wine "$@" {lock}>&-
+# What the program leaves behind, such as Wine's desktop, must hold neither the lock nor a pipe whose end somebody waits for.
+run() { WINEPREFIX="$wine/$own" taskset -c "$own" wine "$@" {lock}>&-; }
+if [ -p /dev/stdout ]; then
+    output=$(mktemp -d)
+    status=0
+    run "$@" >"$output/stdout" 2>"$output/stderr" || status=$?
+    cat "$output/stdout"
+    cat "$output/stderr" >&2
+    rm -r "$output"
+    exit $status
+fi
+run "$@"

@@ -126,6 +126,29 @@ TEST_F(CompletionHandlerTest, HasTheFreeThreadedMarshaler) {
     marshal->Release();
 }
 
+TEST_F(CompletionHandlerTest, HasOneMarshalerHoweverOftenItIsAskedFor) {
+    const Concurrency::task task = start();
+    IMarshal* first = nullptr;
+    IMarshal* second = nullptr;
+
+    EXPECT_EQ(ask(__uuidof(IMarshal), reinterpret_cast<void**>(&first)), S_OK);
+    EXPECT_EQ(ask(__uuidof(IMarshal), reinterpret_cast<void**>(&second)), S_OK);
+
+    EXPECT_EQ(machine.trace.count("CoCreateFreeThreadedMarshaler"), 1U);
+    first->Release();
+    second->Release();
+}
+
+TEST_F(CompletionHandlerTest, WithoutAMarshalerTheFailureIsTheAnswer) {
+    const Concurrency::task task = start();
+    machine.failNext("CoCreateFreeThreadedMarshaler", static_cast<DWORD>(E_OUTOFMEMORY));
+    void* marshal = nullptr;
+
+    EXPECT_EQ(ask(__uuidof(IMarshal), &marshal), E_OUTOFMEMORY);
+
+    EXPECT_EQ(marshal, nullptr);
+}
+
 TEST_F(CompletionHandlerTest, OutlivesItsTask) {
     { const Concurrency::task task = start(); }
 

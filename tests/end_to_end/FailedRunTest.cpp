@@ -79,6 +79,15 @@ TEST_F(FailedRunTest, AListedFileThatCannotBeCopiedIsRecordedAndTheRunSucceeds) 
     EXPECT_THAT(readFile(statusFile()), HasSubstr("    \"failed\": [\"settings.dat\"]\n"));
 }
 
+// Required: a migration that has failed does not keep the older package.
+TEST_F(FailedRunTest, TheOlderPackageIsRemovedThoughTheMigrationHasFailed) {
+    run(kTypicalArguments, "CopyFileW:1+=112;RegCopyTreeW:1+=5");
+
+    EXPECT_THAT(readFile(statusFile()), HasSubstr("    \"status\":\"error\",\n"));
+    ASSERT_EQ(world.state.packages.size(), 1u);
+    EXPECT_EQ(world.state.packages[0].fullName, L"Velta.QK_40.1.0.0_x64__kt83f9rd2xj6a");
+}
+
 TEST_F(FailedRunTest, AStatusFileThatSaysErrorEndsLaterMigrationsToo) {
     run(kTypicalArguments, "CopyFileW:2=5");
     ASSERT_THAT(readFile(statusFile()), HasSubstr("\"error\""));

@@ -108,8 +108,8 @@ TEST_F(LongRuns, AThousandPlugIns) {
     EXPECT_FALSE(exists(world.newPackage(kAnna) + L"\\LocalState\\plugins"));
 }
 
-// As many entries as an access list holds: its size is a number of 16 bits.
-TEST_F(LongRuns, AFullAccessList) {
+// About as many entries as an access list holds: its size is a number of 16 bits.
+TEST_F(LongRuns, AnAccessListThatIsNearlyFull) {
     constexpr size_t kEntries = 1800;
     makeTypicalWorld(world);
     const std::wstring folder = world.roaming(kAnna) + L"\\Velta\\MeshSync";

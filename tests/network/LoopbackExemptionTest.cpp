@@ -1,4 +1,5 @@
 #include "network/LoopbackExemption.h"
+#include "platform/NetworkIsolation.h"
 
 #include "IsolationTest.h"
 
@@ -112,6 +113,46 @@ TEST_F(LoopbackExemptionTest, AnEmptyFamilyNameMatchesAMissingOne) {
 
     EXPECT_EQ(logText(), "found   ");
     EXPECT_THAT(machine.state.network->exempt, ElementsAre(ExemptSid{kOtherSid, 0}));
+}
+
+// An empty list may be none at all.
+DWORD WINAPI listNoContainers(DWORD, DWORD* count, INET_FIREWALL_APP_CONTAINER** list) {
+    *count = 0;
+    *list = nullptr;
+    return ERROR_SUCCESS;
+}
+DWORD WINAPI listNoExemptions(DWORD* count, SID_AND_ATTRIBUTES** list) {
+    *count = 0;
+    *list = nullptr;
+    return ERROR_SUCCESS;
+}
+
+TEST_F(LoopbackExemptionTest, WithoutAListOfContainersNoneIsFoundAndNothingIsGivenBack) {
+    const auto lookup = replaceImport<decltype(&::GetProcAddress)>(
+        "GetProcAddress", [](auto real, HMODULE library, LPCSTR name) -> FARPROC {
+            if (std::string_view(name) == "NetworkIsolationEnumAppContainers")
+                return reinterpret_cast<FARPROC>(reinterpret_cast<void*>(&listNoContainers));
+            return real(library, name);
+        });
+
+    EXPECT_FALSE(enableLoopback(kFamily));
+
+    EXPECT_EQ(logText(), "Unable to find SID for appVelta.QK_1a2b3c");
+    EXPECT_EQ(machine.trace.count("NetworkIsolationFreeAppContainers"), 0U);
+}
+
+TEST_F(LoopbackExemptionTest, WithoutAListOfExemptionsTheContainerIsTheFirst) {
+    const auto lookup = replaceImport<decltype(&::GetProcAddress)>(
+        "GetProcAddress", [](auto real, HMODULE library, LPCSTR name) -> FARPROC {
+            if (std::string_view(name) == "NetworkIsolationGetAppContainerConfig")
+                return reinterpret_cast<FARPROC>(reinterpret_cast<void*>(&listNoExemptions));
+            return real(library, name);
+        });
+
+    EXPECT_TRUE(enableLoopback(kFamily));
+
+    EXPECT_THAT(machine.state.network->exempt, ElementsAre(ExemptSid{kSid, 0}));
+    EXPECT_EQ(machine.trace.count("HeapFree"), 0U);
 }
 
 TEST_F(LoopbackExemptionTest, FindsOneAmongTenThousand) {

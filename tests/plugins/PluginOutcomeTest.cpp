@@ -47,6 +47,23 @@ TEST_F(PluginOutcomeTest, AnUnwritableFileIsLoggedAndTheOldFoldersGoAllTheSame) 
     EXPECT_EQ(readFile(newPlugins + L"\\a\\main.js"), "code");
 }
 
+// Required: the shell's return value alone decides, whatever it has done.
+TEST_F(PluginOutcomeTest, WhatTheShellCallsCopiedCountsAsCopiedAndItsOldFolderGoes) {
+    addPlugin(L"a");
+    {
+        const auto idle = replaceImport<decltype(&::SHFileOperationW)>(
+            "SHFileOperationW", [](auto real, LPSHFILEOPSTRUCTW operation) -> int {
+                return operation->wFunc == FO_COPY ? 0 : real(operation);
+            });
+
+        run();
+    }
+
+    EXPECT_EQ(statusText(), success(R"("a")"));
+    EXPECT_FALSE(exists(oldPlugins));
+    EXPECT_FALSE(exists(newPlugins + L"\\a"));
+}
+
 TEST_F(PluginOutcomeTest, AfterAnUnwritableFileTheNextRunMigratesAnEmptyOldLocation) {
     addPlugin(L"a");
     makeFolder(statusFile);

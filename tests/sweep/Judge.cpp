@@ -104,8 +104,9 @@ void checkEnd(const SweepRun& run, const Reading& reading, bool isKilled, Proble
         return;
     }
     if (isKilled) return;
-    if (run.result.timedOut) {
-        problems.push_back("the run did not end");
+    constexpr size_t kMostCalls = 20000;  // the longest run of a sweep's world has about 4,000
+    if (run.result.timedOut || run.calls.size() > kMostCalls) {
+        problems.push_back("the run did not end, or not soon");
         return;
     }
     if (reading.end == Reading::End::BrokenOff) {

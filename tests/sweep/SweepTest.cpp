@@ -83,6 +83,7 @@ std::vector<Share> shares() {
     add("finished", false, 2, 40);
     add("old-status", false, 3, 40);
     add("usage", false, 1, 12);
+    add("enterprise", true, 1, 20);
     add("typical", true, 2, 25);
     add("old-status", true, 2, 25);
     return all;

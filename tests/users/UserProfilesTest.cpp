@@ -76,19 +76,26 @@ TEST_F(UserProfilesTest, WithoutMemoryForTheFolderTheUserIsNotListed) {
     // Of the program's texts only those of this folder are so long.
     const size_t wanted = ((scratch / folder).size() + 1) * sizeof(wchar_t);
 
-    for (size_t failing = 1;; ++failing) {
-        size_t count = 0;
-        const auto scarce = replaceImport<decltype(&::malloc)>("malloc", [&](auto real, size_t size) {
-            return size == wanted && ++count == failing ? nullptr : real(size);
-        });
-        const UserProfileMap& profiles = getUserProfiles();
-        if (count < failing) {
-            EXPECT_GT(failing, 1u);
-            EXPECT_THAT(profiles, ElementsAre(Pair(kAnn, scratch / folder)));
-            break;
+    size_t failing = 0;
+    size_t count = 0;
+    do {
+        ++failing;
+        count = 0;
+        const UserProfileMap* profiles = nullptr;
+        {
+            const auto scarce = replaceImport<decltype(&::malloc)>(
+                "malloc", [&](auto real, size_t size) {
+                    return size == wanted && ++count == failing ? nullptr : real(size);
+                });
+            profiles = &getUserProfiles();
         }
-        EXPECT_THAT(profiles, IsEmpty()) << "allocation " << failing;
-    }
+        if (count >= failing) {
+            EXPECT_THAT(*profiles, IsEmpty()) << "allocation " << failing;
+        }
+    } while (count >= failing && !HasFailure());
+
+    EXPECT_GT(failing, 1u);
+    EXPECT_THAT(getUserProfiles(), ElementsAre(Pair(kAnn, scratch / folder)));
 }
 
 TEST_F(UserProfilesTest, DeletedProfileFolderIsSkipped) {

@@ -55,18 +55,18 @@ Packages packagesOfUser(const RunFacts& facts, const std::string& sid, const std
 
 template <typename Step>
 void readEach(TraceReader& trace, const Packages& found, Step step) {
-    trace.orThrow("IIterable<Package>::First");
-    trace.orThrow("IIterator<Package>::get_HasCurrent");
+    trace.orThrow("IIterable<Package>::First", {"Iterable#*"});
+    trace.orThrow("IIterator<Package>::get_HasCurrent", {"Iterator#*"});
     for (const PackageFacts* const package : found) {
-        trace.orThrow("IIterator<Package>::get_Current");
+        trace.orThrow("IIterator<Package>::get_Current", {"Iterator#*"});
         step(*package);
-        trace.orThrow("IIterator<Package>::MoveNext");
+        trace.orThrow("IIterator<Package>::MoveNext", {"Iterator#*"});
     }
 }
 
 void readOfId(TraceReader& trace, const std::string& property) {
-    trace.orThrow("IPackage::get_Id");
-    trace.orThrow("IPackageId::get_" + property);
+    trace.orThrow("IPackage::get_Id", {"Package#*"});
+    trace.orThrow("IPackageId::get_" + property, {"PackageId#*"});
 }
 
 // Behind a handler: the text of the failure is the system's own.

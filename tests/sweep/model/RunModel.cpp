@@ -2,6 +2,8 @@
 
 #include <strings.h>
 
+#include <algorithm>
+
 #include "LastErrorModel.h"
 #include "MigrationModel.h"
 
@@ -26,12 +28,21 @@ void readComStart(TraceReader& trace, bool& isComReady) {
     isComReady = true;
 }
 
-void readLogStart(TraceReader& trace) {
-    trace.call("GetModuleFileNameW", {"null", "*", "260"});
-    trace.call("PathCchRemoveFileSpec", {"*", "260"});
-    trace.call("PathCchAddBackslash", {"*", "260"});
-    trace.call("PathCchAppend", {"*", "260", "\"lsdkConfiguratorLog.txt\""});
-    if (!trace.ok("_wfopen", {"*", "\"a\""})) trace.loseLog();
+// Nobody looks whether a step has failed: the next one goes on with what the buffer holds, which
+// the trace shows as the call left it.
+void readLogStart(TraceReader& trace, const std::string& program) {
+    const std::string name = "lsdkConfiguratorLog.txt";
+    const bool isNamed = trace.ok("GetModuleFileNameW", {"null", "*", "260"});
+    std::string path = isNamed ? program : "";
+    if (trace.ok("PathCchRemoveFileSpec", {"*", "260"}))
+        path.erase(std::min(path.rfind('\\'), path.size()));
+    if (trace.ok("PathCchAddBackslash", {"*", "260"}) && !path.empty()) path += "\\";
+    if (trace.ok("PathCchAppend", {"*", "260", quoted(name)})) {
+        // It adds what is missing between the two.
+        if (!path.empty() && !path.ends_with('\\')) path += "\\";
+        path += name;
+    }
+    if (!trace.ok("_wfopen", {quoted(path), "\"a\""})) trace.loseLog();
 }
 
 bool readPrivileges(TraceReader& trace, std::string& token) {
@@ -145,7 +156,7 @@ void readExit(TraceReader& trace, const std::string& token) {
 }
 
 unsigned long readSequence(TraceReader& trace, RunFacts& facts) {
-    readLogStart(trace);
+    readLogStart(trace, facts.arguments[0]);
     bool isComReady = false;
     readComStart(trace, isComReady);
     std::string token;  // empty until it is open
