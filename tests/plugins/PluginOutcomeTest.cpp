@@ -64,6 +64,31 @@ TEST_F(PluginOutcomeTest, WhatTheShellCallsCopiedCountsAsCopiedAndItsOldFolderGo
     EXPECT_FALSE(exists(newPlugins + L"\\a"));
 }
 
+// Required: a listing that breaks off counts as complete.
+TEST_F(PluginOutcomeTest, WhatABrokenListingDoesNotNameGoesWithTheOldLocation) {
+    addPlugin(L"a");
+    addPlugin(L"b");
+    machine.failNth("FindNextFileW", 3, ERROR_SHARING_VIOLATION);  // behind ".", ".." and "a"
+
+    run();
+
+    EXPECT_EQ(statusText(), success(R"("a")"));
+    EXPECT_FALSE(exists(oldPlugins));
+    EXPECT_FALSE(exists(newPlugins + L"\\b"));
+}
+
+// Required: an unreadable location counts as an empty one.
+TEST_F(PluginOutcomeTest, PluginsInALocationThatCannotBeReadGoWithIt) {
+    addPlugin(L"a");
+    machine.failNext("FindFirstFileW", ERROR_ACCESS_DENIED);
+
+    run();
+
+    EXPECT_EQ(statusText(), success(""));
+    EXPECT_FALSE(exists(oldPlugins));
+    EXPECT_FALSE(exists(newPlugins + L"\\a"));
+}
+
 TEST_F(PluginOutcomeTest, AfterAnUnwritableFileTheNextRunMigratesAnEmptyOldLocation) {
     addPlugin(L"a");
     makeFolder(statusFile);

@@ -151,6 +151,27 @@ void checkMovedFiles(const SweepRun& run, const World& world, Problems& problems
     }
 }
 
+std::set<std::wstring> unlistedPlugins(const SweepRun& run, const World& world,
+                                       const std::wstring& folder) {
+    const std::string location = toUtf8(folder) + "\\";
+    std::set<std::wstring> names = foldersIn(run.before, relativeTo(world, folder));
+    std::string search;
+    bool hasFailed = false;
+    for (const standin::Call& call : run.calls) {
+        const bool isFirst = call.name == "FindFirstFileW" &&
+                             call.arguments[0] == quoted(location + "*");
+        const bool isNext = call.name == "FindNextFileW" && call.arguments[0] == search;
+        const bool isTest = call.name == "PathFileExistsW" && call.arguments[0] == quoted(location);
+        if (!isFirst && !isNext && !isTest) continue;
+        hasFailed |= call.injected;
+        if (call.failed || isTest) continue;
+        if (isFirst) search = call.result;
+        names.erase(toWide(unquoted(call.arguments[1])));
+    }
+    if (!hasFailed) names.clear();
+    return names;
+}
+
 void checkPlugins(const SweepRun& run, const World& world, Problems& problems) {
     const std::wstring localState = world.newPackage(run.world->users.front()) + L"\\LocalState\\";
     const std::wstring rxp = world.roaming(run.world->users.front()) + L"\\Velta\\RXP\\";
@@ -192,7 +213,9 @@ void checkPlugins(const SweepRun& run, const World& world, Problems& problems) {
                 problems.push_back("settings are deleted before plug-ins: " + call.text());
             }
             arePluginsDeleted |= isPlugins;
+            const std::set<std::wstring> unlisted = unlistedPlugins(run, world, from);
             for (const std::wstring& name : foldersIn(run.before, relativeTo(world, from))) {
+                if (unlisted.contains(name)) continue;
                 if (!complete.contains(from + L"\\" + name + L">" + kind.newFolder + L"\\" + name +
                                        kind.tail))
                     problems.push_back("deleted without a complete copy: " + toUtf8(name));
@@ -201,7 +224,9 @@ void checkPlugins(const SweepRun& run, const World& world, Problems& problems) {
     }
     for (const Kind& kind : kinds) {
         const std::wstring old = relativeTo(world, kind.oldFolder);
+        const std::set<std::wstring> unlisted = unlistedPlugins(run, world, kind.oldFolder);
         for (const std::wstring& name : foldersIn(run.before, old)) {
+            if (unlisted.contains(name)) continue;
             const auto original = below(run.before, old + L"\\" + name);
             if (below(run.after, old + L"\\" + name) == original) continue;
             const auto copy = below(run.after, relativeTo(world, kind.newFolder) + L"\\" + name);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <set>
 #include <string>
 #include <vector>
 
@@ -21,6 +22,11 @@ void checkOldTree(const SweepRun& run, const World& world, Problems& problems);
 // In an enterprise deployment each file of the old package stands in the old tree or, whole, in the
 // new one, and a file is deleted only right behind its copy.
 void checkMovedFiles(const SweepRun& run, const World& world, Problems& problems);
+
+// Required: a listing of plug-ins that fails or breaks off counts as complete, so what it did not
+// list goes with the old location. Their names, where a sweep has let a listing of that folder fail.
+std::set<std::wstring> unlistedPlugins(const SweepRun& run, const World& world,
+                                       const std::wstring& folder);
 
 // Of each plug-in and each plug-in's settings the old copy stands, or one that the shell has reported complete.
 void checkPlugins(const SweepRun& run, const World& world, Problems& problems);

@@ -73,10 +73,14 @@ void checkPluginData(const SweepRun& broken, const SweepRun& again, const World&
     const std::wstring localState = relativeTo(world, world.newPackage(user)) + L"\\LocalState\\";
     const std::wstring rxp = relativeTo(world, world.roaming(user)) + L"\\Velta\\RXP\\Plugins";
     for (const std::wstring kind : {L"plugins\\", L"plugin_settings\\"}) {
+        const std::set<std::wstring> unlisted = unlistedPlugins(
+            broken, world,
+            world.newPackage(user) + L"\\LocalState\\" + kind.substr(0, kind.size() - 1));
         for (const auto& [name, bytes] :
              dataOf(broken.before, localState + kind.substr(0, kind.size() - 1))) {
             // Files beside the plug-ins' folders are none of theirs.
             if (name.find(L'\\') == std::wstring::npos || name.ends_with(L'\\')) continue;
+            if (unlisted.contains(name.substr(0, name.find(L'\\')))) continue;
             const std::string* old = fileIn(again.after, localState + kind + name);
             const bool isKept = old != nullptr && *old == bytes;
             const bool isMoved = std::any_of(
