@@ -1,13 +1,16 @@
 #include "run/LogStream.h"
 
+#include <algorithm>
 #include <cwchar>
 #include <locale>
 
 std::streamsize LogFileBuffer::encodableLength(const wchar_t* text, std::streamsize count) const {
+    const wchar_t* const end = text + count;
+    // Every facet encodes ASCII, and nearly all of the log is; it need not be asked for that.
+    const wchar_t* unread = std::find_if(text, end, [](wchar_t unit) { return unit >= 0x80; });
+    if (unread == end) return count;
     using Facet = std::codecvt<wchar_t, char, std::mbstate_t>;
     const Facet& facet = std::use_facet<Facet>(getloc());
-    const wchar_t* unread = text;
-    const wchar_t* const end = text + count;
     while (unread != end) {
         std::mbstate_t state{};
         char encoded[256];

@@ -190,6 +190,17 @@ TEST(GuardedHeap, ThreadsShareIt) {
         thread.join();
 }
 
+// More than the host has mappings for.
+TEST(GuardedHeap, MakesMoreBlocksThanItCanGuard) {
+    constexpr size_t kBlocks = 100'000;
+    std::vector<std::unique_ptr<std::string>> blocks;
+    for (size_t i = 0; i < kBlocks; ++i)
+        blocks.push_back(std::make_unique<std::string>(100, static_cast<char>('a' + i % 26)));
+
+    for (size_t i = 0; i < kBlocks; ++i)
+        ASSERT_EQ(*blocks[i], std::string(100, static_cast<char>('a' + i % 26)));
+}
+
 TEST(GuardedHeap, WithoutMemoryOfTheCLibraryThereIsNone) {
     const auto scarce = replaceImport<decltype(&::malloc)>(
         "malloc", [](auto real, size_t size) { return size == 128 ? nullptr : real(size); });

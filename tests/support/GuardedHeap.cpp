@@ -3,6 +3,8 @@
 // Whatever reads or writes beside it or after its end dies at that instruction, with 0xC0000005; a
 // wrong delete, or one of a block that was written beyond as far as its alignment left room, ends
 // the process with 0xC0000409. All other forms of the two lead to those that stand here.
+// The host bounds the number of mappings, and with it that of guarded blocks: while there are so
+// many, further ones lie side by side, and of those only the wrong deletes are found.
 #include <algorithm>
 #include <atomic>
 #include <cstddef>
@@ -26,11 +28,29 @@ constexpr unsigned char kBehind = 0xFD;
 // and deleted in another. No page is used twice; the page behind a block is the one before the next.
 struct Arena {
     std::atomic<size_t> nextPage;
-    std::atomic<size_t> liveSizes[kPages];  // at the block's first page: its size plus one
+    std::atomic<size_t> guarded;             // live blocks between pages that cannot be touched
+    std::atomic<size_t> liveBlocks[kPages];  // at the block's first page, see `Live`
     alignas(kPageSize) std::byte pages[kPages][kPageSize];
 };
 
 constexpr uintptr_t kPlace = 0x2000'0000'0000;
+
+constexpr size_t kMostGuarded = 20000;
+
+// What is known of a block, as one number that is not zero.
+struct Live {
+    size_t size;
+    bool isGuarded;
+
+    size_t number() const { return ((size + 1) << 1) | (isGuarded ? 1u : 0u); }
+    static Live from(size_t number) { return {(number >> 1) - 1, (number & 1) != 0}; }
+};
+
+bool mayGuardAnother(Arena& arena) {
+    if (arena.guarded++ < kMostGuarded) return true;
+    --arena.guarded;
+    return false;
+}
 
 Arena& arena() {
     static std::atomic<bool> isThere = false;
@@ -74,14 +94,16 @@ bool isGranted(size_t size) {
 
 void* allocate(size_t size, size_t alignment) {
     if (alignment > kPageSize || !isGranted(size)) throw std::bad_alloc();
+    const Live live = {size, mayGuardAnother(arena())};
     const size_t pages = pagesFor(size);
-    const size_t first = arena().nextPage.fetch_add(pages + 1);
+    const size_t first = arena().nextPage.fetch_add(live.isGuarded ? pages + 1
+                                                                   : std::max<size_t>(pages, 1));
     if (first + pages >= kPages) throw std::bad_alloc();
     std::byte* const begin = arena().pages[first];
     if (pages > 0 && ::VirtualAlloc(begin, pages * kPageSize, MEM_COMMIT, PAGE_READWRITE) == nullptr) {
         throw std::bad_alloc();
     }
-    arena().liveSizes[first] = size + 1;
+    arena().liveBlocks[first] = live.number();
     std::byte* const block = begin + (pages * kPageSize - size) / alignment * alignment;
     std::memset(block, kUninitialised, size);
     std::ranges::fill(restBehind(block, size), kBehind);
@@ -93,13 +115,20 @@ void release(void* block, const size_t* size = nullptr) {
     const uintptr_t offset = reinterpret_cast<uintptr_t>(block) - kPlace - offsetof(Arena, pages);
     const size_t page = offset / kPageSize;
     if (page >= kPages) failFast(FAST_FAIL_FATAL_APP_EXIT);  // none of ours
-    const size_t live = arena().liveSizes[page].exchange(0);
-    if (live == 0 || (size != nullptr && *size + 1 != live)) {
+    const size_t number = arena().liveBlocks[page].exchange(0);
+    const Live live = Live::from(number);
+    if (number == 0 || (size != nullptr && *size != live.size)) {
         failFast(FAST_FAIL_FATAL_APP_EXIT);  // deleted before, never made, or made with another size
     }
-    const auto rest = restBehind(block, live - 1);
+    const auto rest = restBehind(block, live.size);
     if (std::ranges::count(rest, kBehind) != std::ssize(rest)) failFast(FAST_FAIL_FATAL_APP_EXIT);
-    const size_t pages = pagesFor(live - 1);
+    const size_t pages = pagesFor(live.size);
+    if (!live.isGuarded) {
+        // Giving the page back would take as many mappings as a guard.
+        std::memset(arena().pages[page], kBehind, pages * kPageSize);
+        return;
+    }
+    --arena().guarded;
     if (pages > 0) ::VirtualFree(arena().pages[page], pages * kPageSize, MEM_DECOMMIT);
 }
 

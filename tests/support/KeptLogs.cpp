@@ -3,6 +3,8 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <filesystem>
+#include <fstream>
 #include <set>
 #include <sstream>
 
@@ -35,11 +37,11 @@ bool isLeftBehind(const std::wstring& path) {
     return ::CompareFileTime(&data.ftLastWriteTime, &g_start) < 0;
 }
 
-// "run_tests.Suite.Name.txt"; a parameter is set off by a slash.
-std::wstring keptFile(const testing::TestInfo& test) {
+// "run_tests.Suite.Name" and the extension; a parameter is set off by a slash.
+std::wstring keptFile(const testing::TestInfo& test, const wchar_t* extension) {
     std::string name = std::string(test.test_suite_name()) + "." + test.name();
     std::replace(name.begin(), name.end(), '/', '_');
-    return g_folder + g_program + L"." + standin::toWide(name) + L".txt";
+    return g_folder + g_program + L"." + standin::toWide(name) + extension;
 }
 
 }  // namespace
@@ -50,8 +52,10 @@ void keepLog(const std::wstring& path) {
     if (test == nullptr || isLeftBehind(path)) return;
 
     static std::set<std::string> kept;
+    static std::ios::openmode mode = std::ios::trunc;
     const size_t before = kept.size();
-    std::istringstream lines(withoutTimes(readFile(path)));
+    const std::string raw = readFile(path);
+    std::istringstream lines(withoutTimes(raw));
     for (std::string line; std::getline(lines, line);)
         kept.insert(line);
     if (kept.size() == before) return;
@@ -59,5 +63,8 @@ void keepLog(const std::wstring& path) {
     std::string text;
     for (const std::string& line : kept)
         text += line + "\n";
-    writeFile(keptFile(*test), text);
+    writeFile(keptFile(*test, L".txt"), text);
+    const std::filesystem::path whole = keptFile(*test, L".log");
+    std::ofstream(whole, std::ios::binary | std::ios::out | mode) << raw;
+    mode = std::ios::app;
 }

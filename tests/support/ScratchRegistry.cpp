@@ -123,8 +123,10 @@ void ScratchRegistry::setValue(HKEY root, const std::wstring& path, const std::w
     makeKey(root, path);
     const Key key(root, path, KEY_SET_VALUE);
     require(key.status(), "cannot open key", path);
+    // The system looks behind the bytes for a terminator that was forgotten.
+    const std::string bytes = value.bytes + "\xFF\xFF";
     require(::RegSetValueExW(key.get(), name.c_str(), 0, value.type,
-                             reinterpret_cast<const BYTE*>(value.bytes.data()),
+                             reinterpret_cast<const BYTE*>(bytes.data()),
                              static_cast<DWORD>(value.bytes.size())),
             "cannot set a value of key", path);
 }
