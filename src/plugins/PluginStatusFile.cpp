@@ -1,8 +1,9 @@
 #include "plugins/PluginStatusFile.h"
 
-#include <algorithm>
 #include <fstream>
 #include <stdexcept>
+#include <string_view>
+#include <unordered_map>
 
 #include "platform/Json.h"
 #include "platform/PlatformException.h"
@@ -137,10 +138,18 @@ void ExecutablePermissions::writeMigrationStatus(int result) {
 
 std::vector<std::wstring> computeFailedPlugins(const std::vector<std::wstring>& plugins,
                                                const std::vector<std::wstring>& migrated) {
-    std::vector<std::wstring> failed = plugins;
-    for (const std::wstring& name : migrated) {
-        const auto found = std::find(failed.begin(), failed.end(), name);
-        if (found != failed.end()) failed.erase(found);
+    // How often each name arrived: one that is listed several times is left out as often.
+    std::unordered_map<std::wstring_view, size_t> arrived;
+    for (const std::wstring& name : migrated)
+        ++arrived[name];
+    std::vector<std::wstring> failed;
+    for (const std::wstring& name : plugins) {
+        const auto found = arrived.find(name);
+        if (found == arrived.end() || found->second == 0) {
+            failed.push_back(name);
+        } else {
+            --found->second;
+        }
     }
     return failed;
 }
