@@ -91,8 +91,8 @@ STANDIN_API std::string toJson(const MachineState& state);
 STANDIN_API MachineState machineFromJson(const std::string& text);
 STANDIN_API MachineState readMachine(const std::wstring& path);
 STANDIN_API void writeMachine(const std::wstring& path, const MachineState& state);
-// Notes the security of one file in the machine written to `path`, however large that is. readMachine finds it;
-// the next writeMachine takes it in.
+// Notes the security of one file in the machine written to `path`, however large that is.
+// readMachine finds it; the next writeMachine takes it in.
 STANDIN_API void appendSecurity(const std::wstring& path, const std::wstring& changed,
                                 const FileSecurity& security);
 

@@ -72,8 +72,8 @@ public:
     // What the log still holds back is written when it is closed.
     void closeLog();
 
-    // What the library reads of a file to its first white space, in as many pieces as it likes. False:
-    // the first of them could not be read; then the file is as good as empty.
+    // What the library reads of a file to its first white space, in as many pieces as it likes.
+    // False: the first of them could not be read; then the file is as good as empty.
     bool readsFile();
 
     bool nextIs(std::string_view name, std::initializer_list<std::string_view> arguments = {});

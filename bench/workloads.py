@@ -1,0 +1,263 @@
+"""The rows of the table. Each function takes the machine and whether all sizes are wanted."""
+import functools
+import math
+import os
+import shutil
+import subprocess
+
+from measure import (ROOT, Row, count_row, make_files, make_tree, process_row, slice_row, summed, time_in_random_order)
+
+ROUNDS = 5
+SAMPLES = 3
+OLD_PACKAGE = "Velta.LC.QK_qzw4mhtrvb2ne"
+NEW_PACKAGE = "Velta.LC.QK_kt83f9rd2xj6a"
+
+
+def start(machine, full):
+    """B1, B1b: a run that ends with the usage text."""
+    usage = [*machine.install("LSDKConfigurator"), "1", "2"]
+    com = machine.install("com-start")
+    smallest = machine.install("smallest")
+
+    def action(command):
+        return lambda: None, lambda: machine.run(command, may_fail=True)
+
+    times = time_in_random_order(100 if full else 40,
+                                 {"product": action(usage), "com": action(com), "smallest": action(smallest)})
+    counts = [machine.count(command) if machine.can_count else None
+              for command in (usage, com, machine.install("com-start-guarded"))]
+    return [
+        process_row("B1", "start, against starting COM", times, "product", "com", 1.15, True),
+        count_row("B1", "start, against starting COM", *counts[:2], 1.06),
+        count_row("B1", "the same, the stack protector's start on both sides", counts[0], counts[2], 1.06, is_gate=False),
+        process_row("B1b", "start, against the smallest program", times, "product", "smallest", 2.6, False),
+    ]
+
+
+def copy_slices(machine, full):
+    """B2: app data, 100 files to the folder."""
+    folders = 100 if full else 20
+    machine.clean()
+    for folder in range(folders):
+        make_files(machine.path("src", str(folder)), 100)
+    figures = machine.slices("copy", ROOT, folders, ROUNDS)
+    return [slice_row("B2", f"{folders * 100:,} files of 1 KiB, 100 per folder, against bare copying", figures, 1.05)]
+
+
+def count_copy(machine, side, files, per_folder, kind="copy"):
+    machine.clean()
+    make_tree(machine.path("src", "tree"), files, per_folder)
+    calls = machine.count_bench("one", side, kind, ROOT)
+    copied = sum(len(names) for _, _, names in os.walk(machine.path(side)))
+    if copied != files:
+        raise RuntimeError(f"{side} copied {copied} of {files} files")
+    return calls
+
+
+def slope(machine, side, sizes, per_folder, kind="copy"):
+    """Host calls for one file more."""
+    if not machine.can_count:
+        return None
+    small, large = (count_copy(machine, side, size, per_folder, kind) for size in sizes)
+    return (large - small) / (sizes[1] - sizes[0])
+
+
+def copy_calls(machine, full):
+    """B2b, B2c, B4: host calls for each file."""
+    many = (2000, 10000) if full else (400, 1200)
+    few = (200, 1000) if full else (100, 300)
+    rows = []
+    for name, text, sizes, per_folder, other, goal, kind in (
+            ("B2b", "a file more, 100 per folder, against bare copying", many, 100, "bare", 1.045, "copy"),
+            ("B2c", "a file more, 10 per folder, against bare copying", few, 10, "bare", 1.10, "copy"),
+            ("B2c", "a file more, 1 per folder, against the prescribed calls", few, 1, "book", 1.02, "copy"),
+            ("B4", "the same with deletion, 100 per folder, against bare moving", many, 100, "bare", 1.05, "move")):
+        sides = (slope(machine, side, sizes, per_folder, kind) for side in ("product", other))
+        rows.append(count_row(name, text, *sides, goal))
+    return rows
+
+
+def whole_copy(machine, full):
+    """B2d: the whole executable against other programs that copy the same tree."""
+    files = 10000 if full else 500
+    machine.clean()
+    packages = machine.path("users", "0", "AppData", "Local", "Packages")
+    source = os.path.join(packages, OLD_PACKAGE, "LocalState")
+    make_tree(os.path.join(source, "tree"), files, 100)
+    os.makedirs(machine.path("src"))
+    os.symlink(os.path.join(source, "tree"), machine.path("src", "tree"))
+    machine.bench("prepare", "profiles", ROOT, 1)
+    run = [*machine.install("LSDKConfigurator"), "40.1.0.0", "Velta.LC.QK", "QK.exe", "ZRKL"]
+    tree = ROOT + "\\users\\0\\AppData\\Local\\Packages\\" + OLD_PACKAGE + "\\LocalState\\tree"
+    targets = {"product": os.path.join(packages, NEW_PACKAGE), "xcopy": machine.path("xcopy"),
+               "shell": machine.path("shell")}
+    commands = {"product": lambda: machine.run(run, may_fail=True),
+                "xcopy": lambda: machine.run(["xcopy", tree, ROOT + "\\xcopy", "/E", "/I", "/Q", "/Y"]),
+                "shell": lambda: machine.bench("one", "shell", "copy", ROOT)}
+
+    def timed(side):
+        commands[side]()
+        copied = sum(name.endswith(".qk") for _, _, names in os.walk(targets[side]) for name in names)
+        if copied != files:
+            raise RuntimeError(f"{side} copied {copied} of {files} files")
+
+    def action(side):
+        return functools.partial(shutil.rmtree, targets[side], True), functools.partial(timed, side)
+
+    times = time_in_random_order(ROUNDS if full else 3, {side: action(side) for side in commands})
+    return [
+        process_row("B2d", f"{files:,} files, whole run, against xcopy", times, "product", "xcopy", 0.75, False),
+        process_row("B2d", f"{files:,} files, whole run, against one shell copy", times, "product", "shell", 0.40, False),
+    ]
+
+
+def copy_growth(machine, full):
+    """B2e: what a file costs does not grow with their number."""
+    sizes = (1000, 10000, 100000) if full else (500, 1500, 4500)
+    text = f"a file more at {sizes[2]:,} against one at {sizes[1]:,}"
+    if not machine.can_count:
+        return [count_row("B2e", text, None, None, 1.01)]
+    counts = [count_copy(machine, "product", size, 100) for size in sizes]
+    at_medium, at_large = ((counts[i + 1] - counts[i]) / (sizes[i + 1] - sizes[i]) for i in (0, 1))
+    return [count_row("B2e", text, at_large, at_medium, 1.01)]
+
+
+def large_files(machine, full):
+    """B3: where the disk is all that counts."""
+    mebibytes = 256 if full else 32
+    rounds = []
+    for _ in range(ROUNDS):
+        machine.clean()
+        for folder in range(4):
+            make_files(machine.path("src", str(folder)), 1, mebibytes << 20)
+        _, product, bare = machine.slices("copy", ROOT, 4, 1)
+        rounds.append((product, bare))
+    return [slice_row("B3", f"4 files of {mebibytes} MiB, against bare copying", summed(rounds), 1.07)]
+
+
+def log(machine, full):
+    """B5: the log."""
+    machine.clean()
+    rows = [slice_row("B5", "10,000 log lines, against a plain wide stream",
+                      machine.slices("log", ROOT, 100, ROUNDS), 1.05)]
+    writes = None
+    if machine.can_count:
+        few, many = (machine.count_bench("one", "product", "log", ROOT, lines, of=("write", "pwrite64", "writev"))
+                     for lines in (100, 1100))
+        writes = (many - few) / 1000
+    rows.append(count_row("B5", "a line more", writes, 1, 1, "writes"))
+    return rows
+
+
+def growth(machine, name, what, sizes, prepare):
+    """How the program's own processor time and its host calls grow, both beyond those of a run with nothing to do."""
+    command = [machine.program("bench"), "grow", what, ROOT]
+    seconds, calls = [], []
+    for size in (0, *sizes):
+        samples = []
+        for _ in range(SAMPLES):
+            prepare(size)
+            samples.append(machine.processor_seconds(command))
+        seconds.append(min(samples))
+        prepare(size)
+        calls.append(machine.count(command) if machine.can_count else None)
+
+    def row(way, figures, unit, factor):
+        text = f"{what}, {sizes[0]:,} to {sizes[1]:,}"
+        if None in figures:
+            return Row(name, text, way, "-", "-", None, 1.1)
+        small, large = (figure - figures[0] for figure in figures[1:])
+        exponent = math.log(large / small) / math.log(sizes[1] / sizes[0])
+        return Row(name, text, way, f"{large * factor:.0f} {unit}", f"{small * factor:.0f} {unit}", exponent, 1.1)
+
+    return [row("exponent of processor time", seconds, "ms", 1000), row("exponent of calls", calls, "calls", 1)]
+
+
+def registry(machine, full):
+    """B6: recent-files lists."""
+    machine.clean()
+    sizes = (100, 10000) if full else (100, 1000)
+    return [slice_row("B6", "1,000 entries with three values each, against the same calls",
+                      machine.slices("registry", ROOT, 10, ROUNDS), 1.15),
+            *growth(machine, "B6", "registry", sizes,
+                    lambda count: machine.bench("prepare", "registry", ROOT, count))]
+
+
+def plug_ins(machine, full):
+    """B7: plug-ins, where the shell does the work."""
+    count = 100 if full else 10
+    machine.clean()
+    for plug_in in range(count):
+        make_files(machine.path("plugins", str(plug_in)), 20)
+        settings = machine.path("plugin_settings", str(plug_in))
+        for folder in (settings, os.path.join(settings, "LocalStorage"), os.path.join(settings, "SecureStorage")):
+            make_files(folder, 2)
+    return [slice_row("B7", f"{count} plug-ins of 20 files, against the same shell operations",
+                      machine.slices("plugins", ROOT, count, ROUNDS), 1.02)]
+
+
+def memory(machine, full):
+    """B8: what the program holds at once."""
+    def row(what, text, listed):
+        limit = (64 << 10) + 128 * listed
+        peak = machine.figure("bytes", "memory", what, ROOT)
+        return Row("B8", text, "peak", f"{peak / 1024:.1f} KiB", f"{limit / 1024:.1f} KiB", peak / limit, 1)
+
+    rows = []
+    for files in (1000, 10000, 100000) if full else (1000, 4000):
+        machine.clean()
+        make_tree(machine.path("src", "tree"), files, 100)
+        on_path = sum(max(len(folders) + len(names) for _, folders, names in level)
+                      for level in levels(machine.path("src", "tree")))
+        rows.append(row("copy", f"copying {files:,} files, against 64 KiB and 128 bytes an entry on the path", on_path))
+    machine.clean()
+    in_one = 100000 if full else 10000
+    make_files(machine.path("src", "tree"), in_one, 256)
+    rows.append(row("list", f"one folder of {in_one:,}, against the same", in_one))
+    return rows
+
+
+def levels(folder):
+    """What os.walk gives, level by level."""
+    by_depth = {}
+    for entry in os.walk(folder):
+        by_depth.setdefault(entry[0].count(os.sep), []).append(entry)
+    return by_depth.values()
+
+
+def size(machine, _full):
+    """B9: the executable as a file."""
+    executable = machine.program("LSDKConfigurator")
+    tables = subprocess.run(["x86_64-w64-mingw32-objdump", "-p", executable], check=True, capture_output=True, text=True)
+    system = os.path.join(os.environ["WINEPREFIX"], "drive_c", "windows", "system32")
+    dlls = [line.split()[-1] for line in tables.stdout.splitlines() if "DLL Name:" in line]
+    # Windows resolves the names of sets of functions itself; no file bears them.
+    foreign = [dll for dll in dlls if not dll.startswith("api-ms-win-") and
+               not os.path.exists(os.path.join(system, dll.lower()))]
+    length = os.path.getsize(executable)
+    return [Row("B9", "size, stripped", "bytes", f"{length:,}", "1,000,000", length / 1_000_000, 1),
+            Row("B9", f"DLLs that are not the system's, of {len(dlls)}", "imports", str(len(foreign)), "0",
+                len(foreign), 0)]
+
+
+def profiles(machine, full):
+    """B10: profiles that are migrated in one run."""
+    def prepare(count):
+        machine.clean()
+        for user in range(count):
+            os.makedirs(machine.path("users", str(user), "AppData", "Local"))
+        machine.bench("prepare", "profiles", ROOT, count)
+
+    return growth(machine, "B10", "profiles", (100, 1000) if full else (40, 400), prepare)
+
+
+def failed_plug_ins(machine, _full):
+    """B11: names in the worst order."""
+    seconds = min(machine.figure("seconds", "failed", 10000) for _ in range(3))
+    return [Row("B11", "computeFailedPlugins, 10,000 names backwards", "time", f"{seconds * 1000:.1f} ms", "100.0 ms",
+                seconds / 0.1, 1)]
+
+
+ALL = (("B1", start), ("B2", copy_slices), ("B2b", copy_calls), ("B2d", whole_copy), ("B2e", copy_growth),
+       ("B3", large_files), ("B5", log), ("B6", registry), ("B7", plug_ins), ("B8", memory), ("B9", size),
+       ("B10", profiles), ("B11", failed_plug_ins))
