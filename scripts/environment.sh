@@ -43,7 +43,7 @@ start_wine() {
     make_wine_prefixes
     local processor
     for processor in $LSDK_PROCESSORS; do
-        WINEPREFIX=$(prefix_of "$processor") taskset -c "$processor" wineserver -p
+        WINEPREFIX=$(prefix_of "$processor") taskset -c "$processor" wineserver -p || true # it runs already
         WINEPREFIX=$(prefix_of "$processor") taskset -c "$processor" wine cmd /c exit >/dev/null 2>&1
     done
 }

@@ -12,7 +12,8 @@ import zipfile
 ROOT = pathlib.Path(__file__).resolve().parent.parent
 BINARIES = ["LSDKConfigurator.exe", "LSDKConfiguratorHelper.exe", "lsdk-log.exe"]
 WITH_SYMBOLS = BINARIES[:2]
-DOCUMENTS = ["LICENSE", "README.md", "CHANGELOG.md", "docs/log-and-files.md", "docs/security.md"]
+DOCUMENTS = ["LICENSE", "README.md", "CHANGELOG.md", "docs/log-and-files.md", "docs/security.md",
+             "docs/lsdk-log.png", "tools/lsdk-log/README.md"]
 # What the executables hold of the compiler's runtime: its notices, as the distribution keeps them.
 NOTICES = {
     "licences/mingw-w64.txt": "/usr/share/doc/mingw-w64-common/copyright",
