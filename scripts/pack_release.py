@@ -23,7 +23,7 @@ NOTICES = {
 
 def contents(build):
     files = {name: build / name for name in BINARIES}
-    files |= {f"symbols/{name}.debug": build / f"{name}.debug" for name in WITH_SYMBOLS}
+    files |= {f"{name}.debug": build / f"{name}.debug" for name in WITH_SYMBOLS}
     files |= {name: ROOT / name for name in DOCUMENTS}
     files |= {name: pathlib.Path(path) for name, path in NOTICES.items()}
     return {name: path.read_bytes() for name, path in sorted(files.items())}

@@ -10,7 +10,10 @@ param(
 $ErrorActionPreference = 'Stop'
 
 $failed = @()
+$tried = @()
+$successes = 0, 3010  # 3010: a restart is due
 foreach ($machine in $Machines) {
+    $tried += $machine
     try {
         # A folder that users of the machine cannot write to.
         $folder = New-Item -ItemType Directory -Force -Path "\\$machine\C$\Program Files\Velta Setup"
@@ -24,13 +27,13 @@ foreach ($machine in $Machines) {
         $code = "$_"
     }
     Write-Output "${machine}: $code"
-    if ($code -ne 0) { $failed += $machine }
+    if ($code -notin $successes) { $failed += $machine }
     if ($failed.Count -gt $MostFailures) {
         Write-Warning "Stopped: failed on $($failed -join ', ')"
         break
     }
 }
 
-& (Join-Path $PSScriptRoot 'Collect-Logs.ps1') -Machines $Machines -Destination $Destination
+& (Join-Path $PSScriptRoot 'Collect-Logs.ps1') -Machines $tried -Destination $Destination
 Write-Output "lsdk-log $Destination --html report.html"
 exit [int]($failed.Count -gt 0)

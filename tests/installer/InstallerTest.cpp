@@ -85,6 +85,22 @@ TEST_F(InstallerTest, HandsOnThatAllUsersAreMeant) {
     EXPECT_THAT(log(), HasSubstr("isEnterpriseDeployment from arg is:1"));
 }
 
+TEST_F(InstallerTest, ANameWithABlankStaysOneArgument) {
+    EXPECT_EQ(install(L"APPEXECUTABLE=\"QK app.exe\""), 0u);
+
+    EXPECT_THAT(log(), HasSubstr("\"Velta.QK\" \"QK app.exe\" \"ZRKL\" \"false\" "));
+}
+
+// Any user can start one: it must not choose the moment of a run with all rights.
+TEST_F(InstallerTest, ARepairDoesNotRunTheConfigurator) {
+    ASSERT_EQ(install(), 0u);
+    const std::string before = log();
+
+    EXPECT_EQ(msiexec(L"/i", L"REINSTALL=ALL REINSTALLMODE=amus"), 0u);
+
+    EXPECT_EQ(log(), before);
+}
+
 TEST_F(InstallerTest, FailsWithTheConfiguratorAndTakesItsFilesBackButLeavesTheLog) {
     std::erase_if(world.state.packages,
                   [](const auto& package) { return package.version.major == 40; });

@@ -37,7 +37,7 @@ def main(build, scratch):
 
     for name in ("LSDKConfigurator.exe", "LSDKConfiguratorHelper.exe"):
         assert files[name] == (build / name).read_bytes(), f"{name} is not the one that was built"
-        assert files[f"symbols/{name}.debug"] == (build / f"{name}.debug").read_bytes()
+        assert files[f"{name}.debug"] == (build / f"{name}.debug").read_bytes()
     for name in ("lsdk-log.exe", "LICENSE", "README.md", "docs/log-and-files.md"):
         assert name in files, f"{name} is missing"
     print(f"{len(files)} files, packed twice to the same bytes")
