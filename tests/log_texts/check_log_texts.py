@@ -45,6 +45,7 @@ NEVER_LOGGED = {
     "CreateProcessWithTokenW": "name of a function",
     "C": "linkage",
     "c": "register",
+    "null": "name of a check that is left out",
     "int $0x29": "instruction",
 }
 
