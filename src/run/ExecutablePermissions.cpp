@@ -31,7 +31,7 @@ bool enablePrivilege(HANDLE token, const wchar_t* name) {
 // Required: a null text ends the process with an access violation where it is inserted, on every
 // runtime library. A build that traps undefined behaviour must let it.
 #ifdef __GNUC__
-[[gnu::no_sanitize("null")]]
+__attribute__((no_sanitize("null")))
 #endif
 const wchar_t*
 readableText(const wchar_t* text) {

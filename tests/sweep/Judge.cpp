@@ -75,10 +75,13 @@ bool isStackOverflow(const SweepRun& run) {
 }
 
 // The C++ runtime's own allocations, of locks and of what each thread has, go through malloc too:
-// where one of them fails, the runtime aborts. Part of its code runs on, so the end looks orderly.
+// where one of them fails, the runtime aborts, or (pthread_once) reads through the null pointer.
+// Part of its code runs on, so the end looks orderly.
 bool isAbortedByRuntime(SweepRun& run) {
     constexpr DWORD kAbort = 3;
-    if (run.result.exitCode != kAbort || run.calls.empty()) return false;
+    const DWORD exitCode = run.result.exitCode;
+    if ((exitCode != kAbort && exitCode != STATUS_ACCESS_VIOLATION) || run.calls.empty())
+        return false;
     const standin::Call& last = run.calls.back();
     if (last.name != "malloc" || !last.failed) return false;
     run.result.endedNormally = false;
