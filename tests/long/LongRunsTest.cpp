@@ -41,7 +41,10 @@ TEST_F(LongRuns, AThousandProfiles) {
     makeEnterpriseWorld(world);
     for (int i = 0; i < kProfiles; ++i) {
         const std::wstring number = std::to_wstring(i);
-        world.addUser({L"S-1-5-21-7-7-7-" + number, L"user" + number, Hive::ShellFolders});
+        const WorldUser user = {L"S-1-5-21-7-7-7-" + number, L"user" + number, Hive::ShellFolders};
+        world.addUser(user);
+        writeFile(world.oldPackage(user) + L"\\LocalState\\preferences.json", "preferences");
+        makeFolder(world.newPackage(user) + L"\\LocalState");
     }
 
     run(kTypicalArguments + L" true");
