@@ -12,6 +12,8 @@ BLANK = "␣"
 VALUE = re.compile(r"\{([a-z0-9-]+)\}")
 SECTION = re.compile(r"## (\d+)\. (.+)")
 HEADING = re.compile(r"#### `(.+)`")
+# To a place of the page, which what is read has not.
+LINK = re.compile(r"\[([^\]]+)\]\(#[^)]*\)")
 MARK = re.compile(r"`([a-z0-9-]+)` · (.+)")
 
 
@@ -59,6 +61,7 @@ def _fill(line, body):
     if example:
         line.example = example.group(1)
         body = body.replace(example.group(), "")
+    body = LINK.sub(r"\1", body)
     parts = re.split(r"\*\*(Causes|Do):\*\*", body)
     named = dict(zip(parts[1::2], parts[2::2]))
     line.meaning, line.causes, line.advice = (

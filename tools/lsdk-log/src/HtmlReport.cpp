@@ -76,8 +76,10 @@ std::string HtmlReport::rowOf(const ShownLog& log, std::size_t number) {
     const Run& run = log.runs.back();
     std::size_t migrated = 0, failed = 0;
     for (const auto& [sid, user] : run.users) {
-        migrated += user.appData == AppData::Migrated || user.appData == AppData::MigratedBefore;
-        failed += !user.failed.empty();
+        const bool isDone = user.appData == AppData::Migrated ||
+                            user.appData == AppData::MigratedBefore;
+        migrated += isDone && !user.hasNoNewFolder;
+        failed += user.hasNoNewFolder || !user.failed.empty();
     }
     std::string appData = counted(migrated, "user") + " migrated";
     if (failed > 0) appData += ", " + std::to_string(failed) + " with failures";

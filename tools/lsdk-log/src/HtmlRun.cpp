@@ -89,7 +89,7 @@ std::string usersOf(const Run& run) {
 
 std::string problemOf(const Problem& problem) {
     const LineInfo& line = *problem.line;
-    const bool isFatal = line.weight == Weight::Fatal;
+    const bool isFatal = problem.weight == Weight::Fatal;
     std::string html =
         std::string("<details") + (isFatal ? " open" : "") + "><summary><span class=\"badge " +
         (isFatal ? "bad\">fatal" : "warn\">failure") + "</span> " +

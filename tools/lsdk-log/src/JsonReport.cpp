@@ -37,7 +37,7 @@ Json problemsOf(const Run& run) {
     Json problems = Json::array();
     for (const Problem& problem : run.problems) {
         problems.push_back({{"id", problem.line->name},
-                            {"weight", nameOf(problem.line->weight)},
+                            {"weight", nameOf(problem.weight)},
                             {"step", titleOf(problem.line->section)},
                             {"count", problem.count},
                             {"line", problem.firstLine},
@@ -125,10 +125,15 @@ public:
     }
 
     void end(const Totals& totals) override {
-        const Json total = {{"logs", totals.logs},           {"unreadable", totals.unreadable},
-                            {"runs", totals.runs},           {"succeeded", totals.byOutcome[0]},
-                            {"failed", totals.byOutcome[1]}, {"crashed", totals.byOutcome[2]},
-                            {"cutOff", totals.byOutcome[3]}, {"unplaced", totals.unplaced}};
+        const Json total = {{"logs", totals.logs},
+                            {"unreadable", totals.unreadable},
+                            {"runs", totals.runs},
+                            {"succeeded", totals.byOutcome[0]},
+                            {"failed", totals.byOutcome[1]},
+                            {"crashed", totals.byOutcome[2]},
+                            {"cutOff", totals.byOutcome[3]},
+                            {"unplaced", totals.unplaced},
+                            {"passedOver", totals.passedOver}};
         m_out << "\n],\"totals\":" << total.dump() << "}\n";
     }
 

@@ -19,6 +19,10 @@ std::string lowerCase(std::string text) {
     return text;
 }
 
+bool isUtf16(std::string_view bytes) {
+    return bytes.starts_with("\xFF\xFE") || bytes.starts_with("\xFE\xFF");
+}
+
 bool isLogName(const fs::path& path) {
     const std::string extension = lowerCase(nameOf(path.extension()));
     return extension == ".txt" || extension == ".log";
@@ -31,7 +35,7 @@ LogFile logFileOf(const fs::path& path) {
     const std::string stem = nameOf(path.stem());
     const bool isUsual = lowerCase(stem) == "lsdkconfiguratorlog";
     const std::string folder = nameOf(absolute.parent_path().filename());
-    return {path, nameOf(path), isUsual && !folder.empty() ? folder : stem};
+    return {path, nameOf(path), isUsual && !folder.empty() ? folder : stem, false};
 }
 
 void addFolder(const fs::path& folder, std::vector<LogFile>& logs) {
@@ -45,7 +49,10 @@ void addFolder(const fs::path& folder, std::vector<LogFile>& logs) {
             found.push_back(entry->path());
     }
     std::ranges::sort(found);
-    std::ranges::transform(found, std::back_inserter(logs), logFileOf);
+    for (const fs::path& path : found) {
+        logs.push_back(logFileOf(path));
+        logs.back().isFound = true;
+    }
 }
 
 }  // namespace
@@ -88,6 +95,11 @@ LogSummary readLog(const LogFile& file, const std::function<void(const Run&)>& r
     while (stream) {
         stream.read(buffer.data(), static_cast<std::streamsize>(buffer.size()));
         const auto count = static_cast<std::size_t>(stream.gcount());
+        if (summary.bytes == 0 && isUtf16({buffer.data(), count})) {
+            summary.isUtf16 = true;
+            summary.failure = "is UTF-16 text, which the configurator never writes; not read";
+            return summary;
+        }
         summary.bytes += count;
         reader.feed({buffer.data(), count});
     }

@@ -11,8 +11,9 @@
 
 struct LogFile {
     std::filesystem::path path;
-    std::string name;     // the path as reports show it
-    std::string machine;  // the file's name, or its folder's where the file has the usual name
+    std::string name;      // the path as reports show it
+    std::string machine;   // the file's name, or its folder's where the file has the usual name
+    bool isFound = false;  // in a folder: no more than its name tells that it is a log
 };
 
 // What is kept of a whole log.
@@ -23,7 +24,8 @@ struct LogSummary {
     std::uint64_t strayCount = 0;  // of these, in front of the first run
     std::vector<Unplaced> strays;  // the first few
     std::uint64_t bytes = 0;
-    std::string failure;  // why it could not be read; empty when it was
+    bool isUtf16 = false;  // no log therefore, and not read
+    std::string failure;   // why it could not be read; empty when it was
 };
 
 // The files that the paths name: a file itself, of a folder all *.txt and *.log below it in the

@@ -46,11 +46,24 @@ void RunBuilder::setFailed(const LineInfo& line, std::string explanation) {
 bool RunBuilder::endedAtRefusedFolders() const {
     if (m_rounds.size() != kContainerRounds || m_run.steps.back().section != Section::FolderAccess)
         return false;
-    const auto hasFailed = [](const Round& round) {
-        return !round.hasHandledUser && round.hasFallback && !round.hasOpened;
-    };
-    return std::any_of(m_rounds.begin(), m_rounds.begin() + kDecidingRounds, hasFailed) &&
-           (hasFailed(m_rounds.back()) || m_rounds.back().hasOpened);
+    return std::any_of(m_rounds.begin(), m_rounds.begin() + kDecidingRounds,
+                       [](const Round& round) { return round.isRefused(); }) &&
+           (m_rounds.back().isRefused() || m_rounds.back().hasOpened);
+}
+
+// The first round that counts decides; what it reported is a problem, although it is but a cause.
+void RunBuilder::setRefused() {
+    const char* const kWhy = "A folder that the app needs could be opened to it for no user.";
+    const auto refused = std::ranges::find_if(m_rounds, &Round::isRefused);
+    if (!refused->refusal.line) {
+        const LineInfo& line = lineInfo(LineId::RoundFallbackFailed);
+        m_run.decidedBy = line.texts[0];
+        return setFailed(line, kWhy);
+    }
+    const Problem& refusal = refused->refusal;
+    setFailed(*refusal.line, kWhy);
+    m_run.decidedBy = refusal.examples.front();
+    m_run.problems.push_back(refusal);
 }
 
 void RunBuilder::judge(bool isLast) {
@@ -77,11 +90,11 @@ void RunBuilder::judge(bool isLast) {
         m_run.decidedBy = com.examples.front();
     } else if (m_last && m_last->weight == Weight::Fatal && last != LineId::Usage) {
         setFailed(*m_last, "This line's failure ends the run.");
+        const bool isOfFile = !m_run.steps.empty() &&
+                              m_run.steps.back().section == Section::PackageFiles;
+        if (isOfFile && m_run.filesDone > 0) --m_run.filesDone;
     } else if (!m_run.steps.empty() && endedAtRefusedFolders()) {
-        const bool hasCause = m_lastCause != nullptr;
-        setFailed(hasCause ? *m_lastCause : lineInfo(LineId::RoundFallbackFailed),
-                  "A folder that the app needs could be opened to it for no user.");
-        if (!m_causes.empty()) m_run.decidedBy = m_causes.back();
+        setRefused();
     } else {
         judgeCutOff(isLast);
     }

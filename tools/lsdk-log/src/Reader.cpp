@@ -2,6 +2,7 @@
 
 #include <fstream>
 #include <ostream>
+#include <utility>
 
 #include "LogFiles.h"
 #include "Options.h"
@@ -18,13 +19,27 @@ using Reports = std::vector<std::unique_ptr<Report>>;
 
 Totals readLogs(const std::vector<LogFile>& logs, const Reports& reports, std::ostream& errors) {
     Totals totals;
+    std::string passedOver;
     for (const LogFile& log : logs) {
-        for (const auto& report : reports)
-            report->beginLog(log);
+        bool hasBegun = false;
+        const auto begin = [&] {
+            if (std::exchange(hasBegun, true)) return;
+            for (const auto& report : reports)
+                report->beginLog(log);
+        };
         const LogSummary summary = readLog(log, [&](const Run& run) {
+            begin();
             for (const auto& report : reports)
                 report->addRun(run);
         });
+        const bool isLog = hasBegun || (!summary.failure.empty() && !summary.isUtf16);
+        if (log.isFound && !isLog) {
+            ++totals.passedOver;
+            passedOver += (passedOver.empty() ? "" : ", ") + log.name;
+            if (summary.isUtf16) passedOver += " (" + summary.failure + ")";
+            continue;
+        }
+        begin();
         for (const auto& report : reports)
             report->endLog(summary);
         ++totals.logs;
@@ -36,6 +51,7 @@ Totals readLogs(const std::vector<LogFile>& logs, const Reports& reports, std::o
         ++totals.unreadable;
         errors << "lsdk-log: " << log.name << ": " << summary.failure << "\n";
     }
+    if (!passedOver.empty()) errors << "lsdk-log: no run in: " << passedOver << "\n";
     for (const auto& report : reports)
         report->end(totals);
     return totals;
@@ -46,6 +62,11 @@ int exitCodeOf(const Totals& totals, bool isStrict) {
     if (isStrict && totals.unplaced > 0) return kNotPlaced;
     const auto succeeded = totals.byOutcome[static_cast<std::size_t>(Outcome::Succeeded)];
     return totals.runs > 0 && succeeded == totals.runs ? kAllSucceeded : kNotAllSucceeded;
+}
+
+int reportUnwritable(const std::filesystem::path& file, std::ostream& errors) {
+    errors << "lsdk-log: " << nameOf(file) << ": cannot be written\n";
+    return kUnusable;
 }
 
 }  // namespace
@@ -65,15 +86,14 @@ int runReader(const std::vector<std::string>& arguments, std::ostream& out, std:
     std::ofstream page;
     if (!options.htmlFile.empty()) {
         page.open(options.htmlFile, std::ios::binary);
+        if (!page) return reportUnwritable(options.htmlFile, errors);
         reports.push_back(makeHtmlReport(page));
     }
     if (options.asJson) reports.push_back(makeJsonReport(out));
     if (reports.empty()) reports.push_back(makeTextReport(out));
 
     const Totals totals = readLogs(logs, reports, errors);
-    if (!options.htmlFile.empty() && !page.flush()) {
-        errors << "lsdk-log: " << nameOf(options.htmlFile) << ": cannot be written\n";
-        return kUnusable;
-    }
+    if (!options.htmlFile.empty() && !page.flush())
+        return reportUnwritable(options.htmlFile, errors);
     return exitCodeOf(totals, options.isStrict);
 }

@@ -13,6 +13,7 @@ struct Totals {
     std::uint64_t runs = 0;
     std::array<std::uint64_t, 4> byOutcome{};
     std::uint64_t unplaced = 0;
+    std::uint64_t passedOver = 0;  // files of a folder that are no logs
 };
 
 // What was read, in the order in which it is read. Nothing of a log is kept behind its end but what

@@ -27,6 +27,7 @@ struct Step {
 // Lines of one kind that tell of something that went wrong.
 struct Problem {
     const LineInfo* line = nullptr;
+    Weight weight = Weight::Failure;  // where it stood: not each line is fatal everywhere
     std::uint64_t count = 0;
     std::uint64_t firstLine = 0;        // in the file
     std::vector<std::string> examples;  // the first few, as written
@@ -41,6 +42,7 @@ struct User {
     bool isLoggedOn = false;
     bool hasNoOldData = false;
     bool hasStatusFile = false;
+    bool hasNoNewFolder = false;  // the new package's could not be made
     AppData appData = AppData::NotReached;
     std::vector<std::string> migrated;  // files, folders and lists
     std::vector<std::string> missing;   // that the old package did not have

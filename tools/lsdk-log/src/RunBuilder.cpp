@@ -100,7 +100,7 @@ void RunBuilder::enterStep(const LineInfo& line, const Entry& entry) {
     }
     Step& step = m_run.steps.back();
     ++step.lines;
-    step.worst = std::max(step.worst, line.weight);
+    step.worst = std::max(step.worst, weightHere(line));
     if (entry.time && !step.begin.empty()) step.seconds = secondsBetween(step.begin, *entry.time);
 }
 
@@ -114,6 +114,13 @@ Problem& RunBuilder::problemOf(const LineInfo& line, const Entry& entry) {
     return problem;
 }
 
+// A well-known SID that cannot be made ends the process, but for a user's turn, which passes over
+// that user.
+Weight RunBuilder::weightHere(const LineInfo& line) const {
+    const bool isSid = line.id == LineId::SidMemoryFailed || line.id == LineId::SidCreateFailed;
+    return isSid && !m_roundSid.empty() ? Weight::Failure : line.weight;
+}
+
 // A failure has the causes right before it as its reasons.
 void RunBuilder::takeProblem(const LineMatch& match, const Entry& entry) {
     const LineInfo& line = *match.line;
@@ -124,7 +131,9 @@ void RunBuilder::takeProblem(const LineMatch& match, const Entry& entry) {
             errors.push_back(namedValue(match.values[i], kind, m_isHexadecimal));
     }
     if (line.weight == Weight::Cause) {
-        m_lastCause = &line;
+        if (!m_rounds.empty() && m_rounds.back().hasFallback)
+            m_rounds.back().refusal = {&line,        Weight::Failure, 1, entry.line,
+                                       {m_lastText}, errors,          {}};
         std::string cause = m_lastText;
         for (const std::string& error : errors)
             if (error.find('(') != std::string::npos) cause += " = " + error;
@@ -135,6 +144,7 @@ void RunBuilder::takeProblem(const LineMatch& match, const Entry& entry) {
     if (line.weight == Weight::Failure || line.weight == Weight::Fatal) {
         Problem& problem = problemOf(line, entry);
         ++problem.count;
+        problem.weight = std::max(problem.weight, weightHere(line));
         addOnce(problem.examples, m_lastText, kMostExamples);
         for (std::string& error : errors)
             addOnce(problem.errors, std::move(error), kMostExamples);

@@ -23,9 +23,10 @@ public:
 private:
     enum class Cut { No, WithinLine, WithinTime };
     struct Round {
-        bool hasHandledUser = false;
         bool hasFallback = false;
         bool hasOpened = false;
+        bool isRefused() const { return hasFallback && !hasOpened; }
+        Problem refusal;  // why the fallback failed; without a line when nothing tells
     };
 
     // RunBuilder.cpp: what is the same for all lines.
@@ -35,6 +36,7 @@ private:
     void enterStep(const LineInfo& line, const Entry& entry);
     void takeProblem(const LineMatch& match, const Entry& entry);
     Problem& problemOf(const LineInfo& line, const Entry& entry);
+    Weight weightHere(const LineInfo& line) const;
     void takeDetails(const LineMatch& match);
 
     // UserLines.cpp: users and their app data. False: the line is none of these.
@@ -58,6 +60,7 @@ private:
     // Outcome.cpp: how the run ended.
     void judge(bool isLast);
     bool endedAtRefusedFolders() const;
+    void setRefused();
     void judgeCutOff(bool isLast);
     void setFailed(const LineInfo& line, std::string explanation);
 
@@ -70,7 +73,6 @@ private:
     std::string m_lastText;
     std::string m_stepBegin;
     std::vector<std::string> m_causes;  // not yet told why they matter
-    const LineInfo* m_lastCause = nullptr;
 
     std::string m_profileSid;
     std::string m_userSid;    // whose app data is migrated
@@ -81,6 +83,7 @@ private:
     bool m_isTurnCounted = false;
     std::vector<Round> m_rounds;
     bool m_areSettingsNext = false;
+    bool m_hasNoPluginFolder = false;
 };
 
 // Takes the entries of one log and hands out its runs.

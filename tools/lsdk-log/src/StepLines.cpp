@@ -1,3 +1,4 @@
+#include <charconv>
 #include <utility>
 
 #include "ErrorNames.h"
@@ -21,6 +22,14 @@ std::vector<std::string> argumentsOf(std::string_view text) {
         text.remove_prefix(end + 2);
     }
     return arguments;
+}
+
+// An exit code that Windows gave a process that it ended.
+bool isCrash(std::string_view exitCode) {
+    constexpr std::uint64_t kFirstCrash = 0xC0000000;
+    std::uint64_t number = 0;
+    std::from_chars(exitCode.data(), exitCode.data() + exitCode.size(), number);
+    return number >= kFirstCrash;
 }
 
 }  // namespace
@@ -86,6 +95,10 @@ bool RunBuilder::takeCompanionLine(const LineMatch& match) {
         case LineId::CompanionExit:
             if (match.values[0] == "0") {
                 setListedPackages("removed by the companion", true);
+            } else if (isCrash(match.values[0])) {
+                setListedPackages(
+                    "not sure: the companion crashed with exit code " + std::string(match.values[0]),
+                    false);
             } else {
                 setListedPackages("not sure: the companion ended with exit code " +
                                       std::string(match.values[0]) +
@@ -117,7 +130,6 @@ bool RunBuilder::takeRoundLine(const LineMatch& match) {
         case LineId::RoundUserFailed: {
             const bool isOpen = id != LineId::RoundUserFailed;
             round.hasOpened |= isOpen;
-            round.hasHandledUser |= !m_roundSid.empty();
             User* const found = m_roundSid.empty() || m_isTurnCounted ? nullptr : user(m_roundSid);
             m_isTurnCounted = true;
             if (found) ++(isOpen ? found->foldersOpened : found->foldersFailed);
@@ -162,6 +174,9 @@ bool RunBuilder::takePluginLine(const LineMatch& match) {
         case LineId::PluginFoldersFailed:
             m_run.plugins = "not migrated: their folder could not be opened to the app";
             return true;
+        case LineId::RxpFolder:
+            m_hasNoPluginFolder = match.values[0].empty();
+            return true;
         case LineId::PluginsStatusFile:
             m_run.plugins = "migrated by a former run";
             return true;
@@ -179,7 +194,9 @@ bool RunBuilder::takePluginLine(const LineMatch& match) {
                             " could not be copied; all was taken back";
             return true;
         case LineId::PluginsMigrated:
-            m_run.plugins = "migrated";
+            m_run.plugins = m_hasNoPluginFolder
+                                ? "nothing was moved: the folder of the user is not known"
+                                : "migrated";
             return true;
         default:
             return false;

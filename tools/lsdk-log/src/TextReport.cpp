@@ -49,7 +49,7 @@ void TextReport::addUsers(const Run& run) {
 
 void TextReport::addProblem(const Problem& problem) {
     const LineInfo& line = *problem.line;
-    m_out << "\n  " << (line.weight == Weight::Fatal ? "FATAL" : "PROBLEM") << ", line "
+    m_out << "\n  " << (problem.weight == Weight::Fatal ? "FATAL" : "PROBLEM") << ", line "
           << problem.firstLine;
     if (problem.count > 1) m_out << " and " << counted(problem.count - 1, "more time");
     m_out << ":\n";
@@ -107,6 +107,8 @@ void TextReport::end(const Totals& totals) {
     if (totals.unplaced > 0) m_out << "; " << counted(totals.unplaced, "line") << " not placed";
     if (totals.unreadable > 0)
         m_out << "; " << counted(totals.unreadable, "log") << " not readable";
+    if (totals.passedOver > 0)
+        m_out << "; " << counted(totals.passedOver, "file") << " passed over";
     m_out << "\n";
 }
 

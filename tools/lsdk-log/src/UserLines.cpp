@@ -85,6 +85,9 @@ bool RunBuilder::takeMigrationLine(const LineMatch& match) {
         case LineId::UserSourceMissing:
             if (User* const found = user(m_userSid)) found->hasNoOldData = true;
             return true;
+        case LineId::UserTargetFailed:
+            if (User* const found = user(m_userSid)) found->hasNoNewFolder = true;
+            return true;
         case LineId::FileCopied:
         case LineId::FileOverwritten:
             addItem(&User::migrated, lastPart(match.values[0]));

@@ -1,7 +1,8 @@
 #include "Words.h"
 
 std::string describeArguments(const Run& run) {
-    if (run.arguments.size() < 2) return "none";
+    if (run.arguments.empty()) return "not in the log";
+    if (run.arguments.size() == 1) return "none";
     std::string text = "version " + run.argument(1);
     if (run.arguments.size() > 2) text += ", package " + run.argument(2);
     if (run.arguments.size() > 3) text += ", executable " + run.argument(3);
@@ -20,11 +21,12 @@ std::string describeAppData(const User& user, const Run& run) {
         case AppData::Migrated:
             break;
         case AppData::NotReached:
-            return run.isEnterprise.value_or(false) || user.isLoggedOn
-                       ? "not migrated"
-                       : "not migrated: not the user who is logged on";
+            if (run.isEnterprise.value_or(false) || user.isLoggedOn) return "not migrated";
+            return run.loggedOn.empty() ? "not migrated: the log names nobody who is logged on"
+                                        : "not migrated: not the user who is logged on";
     }
-    std::string text = user.hasNoOldData     ? "nothing to migrate: no data of the old package"
+    std::string text = user.hasNoNewFolder ? "failed: the folder of the new package could not be made"
+                       : user.hasNoOldData   ? "nothing to migrate: no data of the old package"
                        : user.failed.empty() ? "migrated"
                                              : "migrated in part";
     if (!user.hasStatusFile) text += "; without a status file, so the next run does it again";

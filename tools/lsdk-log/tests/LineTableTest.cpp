@@ -63,4 +63,13 @@ TEST(LineTable, TheLogsThatTheReferenceShowsArePlaced) {
     }
 }
 
+TEST(LineTable, AdviceStandsWithoutItsPage) {
+    for (const LineInfo& line : allLines()) {
+        for (const std::string_view text : {line.meaning, line.causes, line.advice}) {
+            EXPECT_EQ(text.find("](#"), std::string_view::npos) << line.name;
+            EXPECT_EQ(text.find("As above"), std::string_view::npos) << line.name;
+        }
+    }
+}
+
 }  // namespace

@@ -5,7 +5,10 @@
 
 #include "TestLogs.h"
 
+namespace fs = std::filesystem;
+
 using ::testing::HasSubstr;
+using ::testing::Not;
 using ::testing::StartsWith;
 
 namespace {
@@ -49,10 +52,12 @@ TEST_F(ReaderTest, ALogThatCannotBeReadIsNamed) {
     EXPECT_THAT(reading.errors, HasSubstr("no.txt: cannot be opened"));
 }
 
-TEST_F(ReaderTest, APageThatCannotBeWrittenIsAnError) {
-    const std::string log = write("good.txt", wholeRun());
+TEST_F(ReaderTest, APageThatCannotBeWrittenIsAnErrorBeforeAnythingIsRead) {
+    const Reading reading = read({"--html", (folder.path() / "no" / "page.html").string(), "no.txt"});
 
-    EXPECT_EQ(read({"--html", (folder.path() / "no" / "page.html").string(), log}).exitCode, 2);
+    EXPECT_EQ(reading.exitCode, 2);
+    EXPECT_THAT(reading.errors, HasSubstr("page.html: cannot be written"));
+    EXPECT_THAT(reading.errors, Not(HasSubstr("no.txt"))) << "read before";
 }
 
 TEST_F(ReaderTest, StrictMindsForeignLines) {
@@ -93,6 +98,39 @@ TEST_F(ReaderTest, AFolderIsAFleetOfMachines) {
     EXPECT_EQ(document["logs"][2]["machine"], "PC-0003");
     EXPECT_EQ(document["totals"]["succeeded"], 2);
     EXPECT_EQ(document["totals"]["cutOff"], 1);
+}
+
+TEST_F(ReaderTest, AFileOfAFolderWithoutARunIsPassedOver) {
+    write("PC-1.txt", wholeRun());
+    write("readme.txt", {"who is this"});
+    folder.write("install.log", "\xFF\xFEM\1S\1I\1");
+
+    const Reading reading = read({"--json", "--strict", folder.path().string()});
+    const auto document = nlohmann::json::parse(reading.out);
+
+    EXPECT_EQ(reading.exitCode, 0);
+    EXPECT_EQ(document["logs"].size(), 1u);
+    EXPECT_EQ(document["totals"]["logs"], 1);
+    EXPECT_EQ(document["totals"]["passedOver"], 2);
+    EXPECT_EQ(document["totals"]["unplaced"], 0);
+    EXPECT_THAT(reading.errors, HasSubstr("readme.txt"));
+    EXPECT_THAT(reading.errors, HasSubstr("install.log"));
+    EXPECT_THAT(read({folder.path().string()}).out, HasSubstr("2 files passed over"));
+}
+
+TEST_F(ReaderTest, AFileOfAFolderThatCannotBeOpenedIsNotPassedOver) {
+    const fs::path log = folder.write("PC-1.txt", logOf(wholeRun()));
+    fs::permissions(log, fs::perms::none);
+    if (std::ifstream(log)) GTEST_SKIP() << "this account may read every file";
+
+    EXPECT_EQ(read({folder.path().string()}).exitCode, 2);
+}
+
+TEST_F(ReaderTest, Utf16IsNamedAndNotRead) {
+    const Reading reading = read({folder.write("log.txt", "\xFF\xFES\1t\1").string()});
+
+    EXPECT_EQ(reading.exitCode, 2);
+    EXPECT_THAT(reading.errors, HasSubstr("UTF-16"));
 }
 
 TEST_F(ReaderTest, JsonHasAllThatIsKnownOfARun) {

@@ -7,17 +7,6 @@ using ::testing::IsEmpty;
 
 namespace {
 
-const Problem* problemOf(const Run& run, LineId id) {
-    for (const Problem& problem : run.problems)
-        if (problem.line->id == id) return &problem;
-    return nullptr;
-}
-
-// The run so far, then these lines.
-::Run runWith(const std::vector<std::string>& texts) {
-    return runOf(logOf(begunRun()) + logOf(texts));
-}
-
 std::vector<std::string> round(const std::string& line) {
     return {"Current user: S-1", "Setting Permissions on user SID : S-2 with ProfilePath : C:\\u",
             line};

@@ -90,6 +90,16 @@ Run runOf(const std::string& log) {
     return runs.empty() ? Run() : runs.front();
 }
 
+const Problem* problemOf(const Run& run, LineId id) {
+    for (const Problem& problem : run.problems)
+        if (problem.line->id == id) return &problem;
+    return nullptr;
+}
+
+Run runWith(const std::vector<std::string>& texts) {
+    return runOf(logOf(begunRun()) + logOf(texts));
+}
+
 ScratchFolder::ScratchFolder() {
     const auto* const test = ::testing::UnitTest::GetInstance()->current_test_info();
     m_path = fs::temp_directory_path() /

@@ -26,6 +26,11 @@ std::vector<Run> runsOf(const std::string& log);
 // Of a log with one run.
 Run runOf(const std::string& log);
 
+// The first lines of a run, then these.
+Run runWith(const std::vector<std::string>& texts);
+// Null: the run has none of this line.
+const Problem* problemOf(const Run& run, LineId id);
+
 // A folder of the test's own, removed with it.
 class ScratchFolder {
 public:
