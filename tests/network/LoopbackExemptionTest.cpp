@@ -127,13 +127,18 @@ DWORD WINAPI listNoExemptions(DWORD* count, SID_AND_ATTRIBUTES** list) {
     return ERROR_SUCCESS;
 }
 
-TEST_F(LoopbackExemptionTest, WithoutAListOfContainersNoneIsFoundAndNothingIsGivenBack) {
-    const auto lookup = replaceImport<decltype(&::GetProcAddress)>(
-        "GetProcAddress", [](auto real, HMODULE library, LPCSTR name) -> FARPROC {
-            if (std::string_view(name) == "NetworkIsolationEnumAppContainers")
-                return reinterpret_cast<FARPROC>(reinterpret_cast<void*>(&listNoContainers));
-            return real(library, name);
+// Whoever looks the function up in a library gets this one.
+template <typename Function>
+auto supply(std::string_view name, Function* function) {
+    return replaceImport<decltype(&::GetProcAddress)>(
+        "GetProcAddress", [=](auto real, HMODULE library, LPCSTR wanted) -> FARPROC {
+            if (wanted != name) return real(library, wanted);
+            return reinterpret_cast<FARPROC>(reinterpret_cast<void*>(function));
         });
+}
+
+TEST_F(LoopbackExemptionTest, WithoutAListOfContainersNoneIsFoundAndNothingIsGivenBack) {
+    const auto empty = supply("NetworkIsolationEnumAppContainers", &listNoContainers);
 
     EXPECT_FALSE(enableLoopback(kFamily));
 
@@ -142,12 +147,7 @@ TEST_F(LoopbackExemptionTest, WithoutAListOfContainersNoneIsFoundAndNothingIsGiv
 }
 
 TEST_F(LoopbackExemptionTest, WithoutAListOfExemptionsTheContainerIsTheFirst) {
-    const auto lookup = replaceImport<decltype(&::GetProcAddress)>(
-        "GetProcAddress", [](auto real, HMODULE library, LPCSTR name) -> FARPROC {
-            if (std::string_view(name) == "NetworkIsolationGetAppContainerConfig")
-                return reinterpret_cast<FARPROC>(reinterpret_cast<void*>(&listNoExemptions));
-            return real(library, name);
-        });
+    const auto empty = supply("NetworkIsolationGetAppContainerConfig", &listNoExemptions);
 
     EXPECT_TRUE(enableLoopback(kFamily));
 

@@ -117,7 +117,7 @@ private:
     size_t m_next = 0;
     const standin::Call* m_last = nullptr;
     bool m_isUnwinding = false;
-    bool m_isEnding = false;  // what the runtime asks for now is none of the program's
+    bool m_isEnding = false;  // only the runtime still allocates; its failures throw nothing
     bool m_isLogLost = false;
     std::string m_heldBack;  // log text that has not been written yet
     bool m_isHeldBackKnown = true;
