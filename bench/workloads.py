@@ -24,12 +24,10 @@ def start(machine, full):
 
     times = time_in_random_order(100 if full else 40,
                                  {"product": action(usage), "com": action(com), "smallest": action(smallest)})
-    counts = [machine.count(command) if machine.can_count else None
-              for command in (usage, com, machine.install("com-start-guarded"))]
+    counts = [machine.count(command) if machine.can_count else None for command in (usage, com)]
     return [
         process_row("B1", "start, against starting COM", times, "product", "com", 1.15, True),
-        count_row("B1", "start, against starting COM", *counts[:2], 1.06),
-        count_row("B1", "the same, the stack protector's start on both sides", counts[0], counts[2], 1.06, is_gate=False),
+        count_row("B1", "start, against starting COM", *counts, 1.06),
         process_row("B1b", "start, against the smallest program", times, "product", "smallest", 2.6, False),
     ]
 

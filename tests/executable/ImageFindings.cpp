@@ -62,18 +62,17 @@ std::vector<RUNTIME_FUNCTION> functionsOf(const PeFile& file) {
     return functions;
 }
 
-// The functions with an instruction whose last opcode byte is `opcode` and whose operand, which is
-// relative to what follows it, leads to `target`.
-std::vector<RUNTIME_FUNCTION> leadingTo(const PeFile& file, unsigned char opcode, DWORD target) {
+// The functions with a call whose operand, which is relative to what follows it, leads to `target`.
+std::vector<RUNTIME_FUNCTION> callersOf(const PeFile& file, DWORD target) {
+    constexpr char kCall = '\xE8';
     const IMAGE_SECTION_HEADER code = file.section(".text");
     const std::string text = file.bytes().substr(code.PointerToRawData, code.SizeOfRawData);
     constexpr size_t kOperandSize = 4;
     const auto leads = [&](const RUNTIME_FUNCTION& function) {
         const std::string body = text.substr(function.BeginAddress - code.VirtualAddress,
                                              function.EndAddress - function.BeginAddress);
-        for (size_t at = body.find(static_cast<char>(opcode));
-             at != std::string::npos && at + kOperandSize < body.size();
-             at = body.find(static_cast<char>(opcode), at + 1)) {
+        for (size_t at = body.find(kCall); at != std::string::npos && at + kOperandSize < body.size();
+             at = body.find(kCall, at + 1)) {
             DWORD distance = 0;
             std::memcpy(&distance, body.data() + at + 1, kOperandSize);
             const DWORD next = static_cast<DWORD>(at + 1 + kOperandSize);
@@ -152,15 +151,9 @@ Findings unwindFindings(const PeFile& file) {
     return findings;
 }
 
-// The alarm is known by its message, of which it loads the address.
 std::vector<RUNTIME_FUNCTION> guardedFunctions(const PeFile& file) {
-    constexpr unsigned char kRcxOfRelativeLea = 0x0D;
-    constexpr unsigned char kCall = 0xE8;
-    const DWORD message = file.find(file.section(".rdata"), "*** stack smashing detected ***");
-    if (message == 0) return {};
-    const auto alarms = leadingTo(file, kRcxOfRelativeLea, message);
-    if (alarms.empty()) return {};
-    return leadingTo(file, kCall, alarms.front().BeginAddress);
+    const DWORD alarm = file.find(file.section(".text"), kStackAlarm);
+    return alarm == 0 ? std::vector<RUNTIME_FUNCTION>() : callersOf(file, alarm);
 }
 
 // Nothing of the libraries that are linked in was compiled with the protector: each function that

@@ -19,5 +19,7 @@ Findings stackProtectorFindings(const PeFile& file, size_t fewest);
 // Time stamps, which differ from build to build, and the places where it was built.
 Findings originFindings(const PeFile& file, const std::vector<std::string>& places);
 
-// The functions that can end in the stack protector's alarm; none if there is no alarm.
+// The stack protector's alarm: mov ecx, FAST_FAIL_STACK_COOKIE_CHECK_FAILURE; int 29h.
+inline const std::string kStackAlarm = {'\xB9', 2, 0, 0, 0, '\xCD', '\x29'};
+// The functions that can end in it; none if there is no alarm.
 std::vector<RUNTIME_FUNCTION> guardedFunctions(const PeFile& file);

@@ -161,7 +161,7 @@ void unguardFunctions(PeFile& file) {
 }
 
 void silenceAlarm(PeFile& file) {
-    file.writeText(file.find(file.section(".rdata"), "*** stack smashing"), "no");
+    file.writeText(file.find(file.section(".text"), kStackAlarm), "no");
 }
 
 void stampResources(PeFile& file) {

@@ -20,8 +20,7 @@ constexpr const char* kWatched[] = {
 constexpr const char* kRuntimesOwn[] = {
     // Windows
     "AcquireSRWLockExclusive", "AddVectoredExceptionHandler", "CreateEventA", "CreateSemaphoreA",
-    "CryptAcquireContextA", "CryptGenRandom", "CryptReleaseContext", "DeleteCriticalSection",
-    "DuplicateHandle", "EnterCriticalSection", "FormatMessageA", "GetCurrentProcessId",
+    "DeleteCriticalSection", "DuplicateHandle", "EnterCriticalSection", "FormatMessageA", "GetCurrentProcessId",
     "GetCurrentThread", "GetCurrentThreadId", "GetHandleInformation", "GetLastError",
     "GetModuleHandleW", "GetProcessAffinityMask", "GetStartupInfoW", "GetThreadContext",
     "GetThreadPriority", "GetTickCount64", "InitializeCriticalSection", "IsDBCSLeadByteEx",
@@ -40,7 +39,7 @@ constexpr const char* kRuntimesOwn[] = {
     "_setjmp", "_strdup", "_ultoa", "_wcmdln", "abort", "calloc", "exit", "fclose", "fflush",
     "fopen", "fprintf", "fputc", "fputs", "fputwc", "free", "fwprintf", "fwrite", "iswctype",
     "localeconv", "longjmp", "malloc", "memchr", "memcmp", "memcpy", "memmove", "memset",
-    "printf", "realloc", "setlocale", "setvbuf", "signal", "strcmp", "strcoll", "strerror",
+    "printf", "rand_s", "realloc", "setlocale", "setvbuf", "signal", "strcmp", "strcoll", "strerror",
     "strftime", "strlen", "strncmp", "strxfrm", "towlower", "towupper", "vfprintf", "wcscmp",
     "wcscoll", "wcsftime", "wcslen", "wcsrchr", "wcstol", "wcsxfrm",
 };
