@@ -1,15 +1,19 @@
-// The workloads of scripts/bench.sh that run inside one process. ROOT is a folder that bench.py has
-// filled.
-//     bench slices copy ROOT SLICES ROUNDS           both sides, folder by folder: ROOT\src\<slice>
-//     bench slices plugins ROOT SLICES ROUNDS        plug-in by plug-in
-//     bench slices log ROOT SLICES ROUNDS            a hundred lines by a hundred lines
-//     bench slices registry ROOT SLICES ROUNDS       a hundred entries by a hundred entries
-//     bench one product|bare|book|shell copy|move ROOT    one side alone, ROOT\src\tree: for
-//     counting host calls bench one product|bare log ROOT LINES bench prepare profiles|registry
-//     ROOT COUNT     writes profiles, or entries of a list, into the registry bench grow
-//     profiles|registry ROOT              migrates the profiles, or rewrites the entries bench
-//     failed COUNT                             computeFailedPlugins in the worst order; seconds
-//     bench memory copy|list ROOT                    peak of allocated bytes
+// The workloads of scripts/bench.sh that run inside one process. ROOT is a folder that bench.py has filled.
+//
+// Both sides in turn, slice by slice:
+//     bench slices copy ROOT SLICES ROUNDS        folders: ROOT\src\<slice>
+//     bench slices plugins ROOT SLICES ROUNDS     plug-ins
+//     bench slices log ROOT SLICES ROUNDS         a hundred lines
+//     bench slices registry ROOT SLICES ROUNDS    a hundred entries
+//     bench slices typical ROOT 1 ROUNDS          the whole run
+// One side alone, for counting host calls:
+//     bench one product|bare|book|shell copy|move ROOT    ROOT\src\tree
+//     bench one product|bare log ROOT LINES
+// Others:
+//     bench prepare profiles|registry ROOT COUNT    writes profiles, or entries, into the registry
+//     bench grow profiles|registry ROOT             migrates the profiles, or rewrites the entries
+//     bench failed COUNT                            computeFailedPlugins in the worst order; seconds
+//     bench memory copy|list ROOT                   peak of allocated bytes
 #include <cstdio>
 #include <map>
 #include <stdexcept>
@@ -17,6 +21,7 @@
 #include "Bare.h"
 #include "Memory.h"
 #include "Slices.h"
+#include "Typical.h"
 #include "migration/AppDataMigrator.h"
 #include "migration/FolderCopy.h"
 #include "plugins/PluginFolders.h"
@@ -262,10 +267,15 @@ void run(const Arguments& arguments) {
 
 }  // namespace
 
-int wmain(int count, wchar_t** arguments) {
-    const ConfiguratorLog log;
+int wmain(int count, wchar_t** values) {
+    const Arguments arguments(values, values + count);
     try {
-        run(Arguments(arguments, arguments + count));
+        if (arguments.at(2) == L"typical") {
+            sliceTypicalRun(arguments.at(3), number(arguments.at(5)));
+            return 0;
+        }
+        const ConfiguratorLog log;
+        run(arguments);
         return 0;
     } catch (const std::exception& error) {
         std::fprintf(stderr, "bench: %s\n", error.what());

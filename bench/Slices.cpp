@@ -18,6 +18,7 @@ void runSlices(int rounds, int slices, const Sides& sides) {
         double bare = 0;
         for (int slice = 0; slice < slices; ++slice) {
             const auto timeOne = [&](const auto& side, double& sum) {
+                sides.prepare();
                 const double start = seconds();
                 side(round, slice);
                 sum += seconds() - start;

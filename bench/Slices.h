@@ -6,6 +6,7 @@
 struct Sides {
     std::function<void(int round, int slice)> product;
     std::function<void(int round, int slice)> bare;
+    std::function<void()> prepare = [] {};  // before each, not timed
 };
 
 // Seconds since some fixed time.

@@ -12,6 +12,8 @@ import time
 
 WINE = "/usr/lib/wine/wine64"  # not the script of that name, which costs as much as a small run
 ROOT = "C:\\bench"
+OLD_PACKAGE = "Velta.LC.QK_qzw4mhtrvb2ne"
+NEW_PACKAGE = "Velta.LC.QK_kt83f9rd2xj6a"
 
 
 @dataclasses.dataclass
@@ -82,8 +84,11 @@ class Machine:
             raise RuntimeError(f"{command}: {result.returncode} {result.stderr}")
         return result.stdout
 
+    def bench_command(self, *arguments):
+        return [*self.install("bench"), *(str(argument) for argument in arguments)]
+
     def bench(self, *arguments):
-        return self.run([self.program("bench"), *(str(argument) for argument in arguments)])
+        return self.run(self.bench_command(*arguments))
 
     def figure(self, name, *arguments):
         """The one figure that the bench program prints under this name."""
@@ -105,7 +110,7 @@ class Machine:
         return sum(calls.get(name, 0) for name in of) if of else calls["total"]
 
     def count_bench(self, *arguments, of=None):
-        return self.count([self.program("bench"), *(str(argument) for argument in arguments)], of)
+        return self.count(self.bench_command(*arguments), of)
 
     def slices(self, *arguments):
         """Median over the rounds of product to bare, and the seconds of both."""

@@ -5,12 +5,11 @@ import os
 import shutil
 import subprocess
 
-from measure import (ROOT, Row, count_row, make_files, make_tree, process_row, slice_row, summed, time_in_random_order)
+import floor
+from measure import (NEW_PACKAGE, OLD_PACKAGE, ROOT, Row, count_row, make_files, make_tree, process_row, slice_row, summed, time_in_random_order)
 
 ROUNDS = 5
 SAMPLES = 3
-OLD_PACKAGE = "Velta.LC.QK_qzw4mhtrvb2ne"
-NEW_PACKAGE = "Velta.LC.QK_kt83f9rd2xj6a"
 
 
 def start(machine, full):
@@ -149,16 +148,16 @@ def log(machine, full):
 
 def growth(machine, name, what, sizes, prepare):
     """How the program's own processor time and its host calls grow, both beyond those of a run with nothing to do."""
-    command = [machine.program("bench"), "grow", what, ROOT]
     seconds, calls = [], []
     for size in (0, *sizes):
         samples = []
         for _ in range(SAMPLES):
             prepare(size)
+            command = machine.bench_command("grow", what, ROOT)
             samples.append(machine.processor_seconds(command))
         seconds.append(min(samples))
         prepare(size)
-        calls.append(machine.count(command) if machine.can_count else None)
+        calls.append(machine.count_bench("grow", what, ROOT) if machine.can_count else None)
 
     def row(way, figures, unit, factor):
         text = f"{what}, {sizes[0]:,} to {sizes[1]:,}"
@@ -256,6 +255,6 @@ def failed_plug_ins(machine, _full):
                 seconds / 0.1, 1)]
 
 
-ALL = (("B1", start), ("B2", copy_slices), ("B2b", copy_calls), ("B2d", whole_copy), ("B2e", copy_growth),
+ALL = (("B1", start), ("floor", floor.floor), ("B2", copy_slices), ("B2b", copy_calls), ("B2d", whole_copy), ("B2e", copy_growth),
        ("B3", large_files), ("B5", log), ("B6", registry), ("B7", plug_ins), ("B8", memory), ("B9", size),
        ("B10", profiles), ("B11", failed_plug_ins))

@@ -1,6 +1,9 @@
 #include "end_to_end/RunStage.h"
 
+#include <algorithm>
+
 #include "support/Files.h"
+#include "support/KeptLogs.h"
 
 std::wstring RunStage::buildFolder() {
     wchar_t path[MAX_PATH] = {};
@@ -40,5 +43,8 @@ standin::LaunchResult RunStage::launch(const std::wstring& arguments, const std:
     start.workingFolder = scratch.path();
     const standin::LaunchResult result = standin::launch(start);
     world.state = standin::readMachine(m_machineFile);
+    const std::string log = exists(logFile()) ? readFile(logFile()) : "";
+    keepRun(log.substr(std::min(logBytesBefore, log.size())), result.exitCode, result.endedNormally,
+            faults);
     return result;
 }

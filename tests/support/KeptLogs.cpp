@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <filesystem>
 #include <fstream>
+#include <map>
 #include <set>
 #include <sstream>
 
@@ -18,7 +19,8 @@
 namespace {
 
 // Taken before any test: later the program may seem to be elsewhere.
-const std::wstring g_folder = programBeside(L"logs\\");
+const std::wstring g_logs = programBeside(L"logs\\");
+const std::wstring g_runs = programBeside(L"runs\\");
 const std::wstring g_program = [] {
     wchar_t path[MAX_PATH] = {};
     ::GetModuleFileNameW(nullptr, path, MAX_PATH);
@@ -37,11 +39,11 @@ bool isLeftBehind(const std::wstring& path) {
     return ::CompareFileTime(&data.ftLastWriteTime, &g_start) < 0;
 }
 
-// "run_tests.Suite.Name" and the extension; a parameter is set off by a slash.
-std::wstring keptFile(const testing::TestInfo& test, const wchar_t* extension) {
+// "run_tests.Suite.Name"; a parameter is set off by a slash.
+std::wstring keptName(const testing::TestInfo& test) {
     std::string name = std::string(test.test_suite_name()) + "." + test.name();
     std::replace(name.begin(), name.end(), '/', '_');
-    return g_folder + g_program + L"." + standin::toWide(name) + extension;
+    return g_program + L"." + standin::toWide(name);
 }
 
 }  // namespace
@@ -52,10 +54,8 @@ void keepLog(const std::wstring& path) {
     if (test == nullptr || isLeftBehind(path)) return;
 
     static std::set<std::string> kept;
-    static std::ios::openmode mode = std::ios::trunc;
     const size_t before = kept.size();
-    const std::string raw = readFile(path);
-    std::istringstream lines(withoutTimes(raw));
+    std::istringstream lines(withoutTimes(readFile(path)));
     for (std::string line; std::getline(lines, line);)
         kept.insert(line);
     if (kept.size() == before) return;
@@ -63,8 +63,21 @@ void keepLog(const std::wstring& path) {
     std::string text;
     for (const std::string& line : kept)
         text += line + "\n";
-    writeFile(keptFile(*test, L".txt"), text);
-    const std::filesystem::path whole = keptFile(*test, L".log");
-    std::ofstream(whole, std::ios::binary | std::ios::out | mode) << raw;
-    mode = std::ios::app;
+    writeFile(g_logs + keptName(*test) + L".txt", text);
+}
+
+void keepRun(const std::string& logged, DWORD exitCode, bool endedNormally,
+             const std::string& faults) {
+    const testing::TestInfo* const test = testing::UnitTest::GetInstance()->current_test_info();
+    if (test == nullptr) return;
+
+    static std::map<std::wstring, int> counts;
+    const std::wstring name = keptName(*test);
+    const int number = ++counts[name];
+    const std::wstring log = name + L"." + std::to_wstring(number) + L".log";
+    writeFile(g_runs + log, logged);
+    const std::filesystem::path ends = g_runs + name + L".ends";
+    std::ofstream(ends, number == 1 ? std::ios::trunc : std::ios::app)
+        << standin::toUtf8(log) << ' ' << static_cast<int>(exitCode) << ' '
+        << (endedNormally ? "returned" : "died") << ' ' << faults << '\n';
 }
