@@ -3,8 +3,8 @@ import json
 import re
 
 # They come seldom and ask nobody outside the process. Without them the recorded run is quicker than it could be.
-LEFT_OUT = {"ConvertSidToStringSidW", "GetCurrentProcess", "GetModuleFileNameW", "PathCchAddBackslash", "PathCchRemoveFileSpec",
-            "WindowsCompareStringOrdinal", "WindowsGetStringRawBuffer"}
+LEFT_OUT = {"ConvertSidToStringSidW", "GetCurrentProcess", "GetModuleFileNameW", "PathCchAddBackslash",
+            "PathCchRemoveFileSpec", "WindowsCompareStringOrdinal", "WindowsGetStringRawBuffer"}
 ROOTS = ("HKEY_CLASSES_ROOT", "HKEY_CURRENT_USER", "HKEY_LOCAL_MACHINE", "HKEY_USERS")
 
 

@@ -6,7 +6,8 @@ import shutil
 import subprocess
 
 import floor
-from measure import (NEW_PACKAGE, OLD_PACKAGE, ROOT, Row, count_row, make_files, make_tree, process_row, slice_row, summed, time_in_random_order)
+from measure import (NEW_PACKAGE, OLD_PACKAGE, ROOT, Row, count_row, make_files, make_tree, process_row, slice_row,
+                     summed, time_in_random_order)
 
 ROUNDS = 5
 SAMPLES = 3
@@ -255,6 +256,7 @@ def failed_plug_ins(machine, _full):
                 seconds / 0.1, 1)]
 
 
-ALL = (("B1", start), ("floor", floor.floor), ("B2", copy_slices), ("B2b", copy_calls), ("B2d", whole_copy), ("B2e", copy_growth),
+ALL = (("B1", start), ("floor", floor.floor), ("B2", copy_slices), ("B2b", copy_calls), ("B2d", whole_copy),
+       ("B2e", copy_growth),
        ("B3", large_files), ("B5", log), ("B6", registry), ("B7", plug_ins), ("B8", memory), ("B9", size),
        ("B10", profiles), ("B11", failed_plug_ins))
