@@ -1,11 +1,13 @@
-"""The log reader places each line of the runs of the executable that tests left, and judges each run as it ended.
+"""The log reader places each line of the runs of the executable that tests left, and says how each run ended.
 
     check_log_reader.py BUILD_FOLDER LOG_READER...
 
 Has the reader read BUILD_FOLDER/runs (tests/support/KeptLogs.h), where each run has a log of its own, and compares what
-it says with how the run ended.
+it says with what the system said.
 """
 
+import collections
+import dataclasses
 import json
 import pathlib
 import subprocess
@@ -15,33 +17,65 @@ import sys
 FORGED = {"All is well."}
 
 
-def known_ends(runs, since):
-    """By the name of its log: exit code, whether the run returned, its faults; of the runs that came after `since`."""
-    ends = {}
-    for file in sorted(runs.glob("*.ends")):
-        if file.stat().st_mtime < since:
+@dataclasses.dataclass
+class Run:
+    text: bytes
+    exit_code: int
+    has_returned: bool
+    is_written: bool
+    faults: str
+
+    def may_be(self, outcome):
+        """Whether the outcome is true, and the best that can be said from this log."""
+        is_killed = "!" in self.faults or "~" in self.faults  # which no log tells: it may be whole by then
+        if outcome == "succeeded":
+            return self.exit_code == 0 and self.has_returned or is_killed
+        if outcome == "failed":
+            return self.exit_code == -1 and self.has_returned or is_killed
+        if outcome == "crashed":
+            return not self.has_returned
+        # A character that the log cannot encode ends it within a line; so does a stream without memory, between two.
+        is_lost = not self.is_written or not self.text.endswith(b"\n") or self.faults.startswith("malloc")
+        return outcome == "cut off" and (is_lost or not self.has_returned)
+
+
+def known_runs(folder, since):
+    """The runs that came after `since` by the names of their logs."""
+    runs = {}
+    for ends in sorted(folder.glob("*.ends")):
+        if ends.stat().st_mtime < since:
             continue
-        for line in file.read_text(encoding="utf-8").splitlines():
-            log, code, end, *faults = line.split(" ", 3)
-            ends[log] = (int(code), end == "returned", "".join(faults))
-    return ends
+        for line in ends.read_text(encoding="utf-8").splitlines():
+            log, code, end, writing, faults = line.split(" ", 4)
+            runs[log] = Run((folder / log).read_bytes(), int(code), end == "returned", writing == "written", faults)
+    return runs
 
 
 def main():
     build_folder, reader = pathlib.Path(sys.argv[1]), sys.argv[2:]
-    ends = known_ends(build_folder / "runs", (build_folder / "LSDKConfigurator.exe").stat().st_mtime)
-    if not ends:
-        sys.exit("no run since the executable was built")
+    runs = known_runs(build_folder / "runs", (build_folder / "LSDKConfigurator.exe").stat().st_mtime)
     result = subprocess.run([*reader, "--json", "runs"], cwd=build_folder, capture_output=True)
     if result.returncode not in (0, 1):
         sys.exit(f"exit code {result.returncode}: {result.stderr.decode(errors='replace')}")
 
-    document = json.loads(result.stdout)
-    print(document["totals"])
-    for log in document["logs"]:
+    complaints, seen, verdicts = [], set(), collections.Counter()
+    for log in json.loads(result.stdout)["logs"]:
         name = pathlib.PureWindowsPath(log["file"]).name
-        if name not in ends: continue
-        print(name, ends[name], [(r["outcome"], r["exitCode"]) for r in log["runs"]])
+        if name not in runs:
+            continue
+        seen.add(name)
+        unplaced = log["strayLines"] + [line for run in log["runs"] for line in run["unplacedLines"]]
+        complaints += [f"{name}:{line['line']}: not placed: {line['text']}" for line in unplaced
+                       if line["text"] not in FORGED]
+        outcomes = [run["outcome"] for run in log["runs"]]
+        verdicts.update(outcomes)
+        if len(outcomes) != 1 or not runs[name].may_be(outcomes[0]):
+            end = runs[name]
+            complaints.append(f"{name}: {outcomes}, but {end.exit_code}, {end.has_returned=}, faults {end.faults}")
+    complaints += [f"{name}: not read" for name, run in runs.items() if run.text and name not in seen]
+    print(f"{len(seen)} runs: {dict(verdicts)}")
+    print("\n".join(complaints))
+    sys.exit(1 if complaints or not seen else 0)
 
 
 main()

@@ -66,8 +66,7 @@ void keepLog(const std::wstring& path) {
     writeFile(g_logs + keptName(*test) + L".txt", text);
 }
 
-void keepRun(const std::string& logged, DWORD exitCode, bool endedNormally,
-             const std::string& faults) {
+void keepRun(const std::string& logged, const RunEnd& end) {
     const testing::TestInfo* const test = testing::UnitTest::GetInstance()->current_test_info();
     if (test == nullptr) return;
 
@@ -78,6 +77,7 @@ void keepRun(const std::string& logged, DWORD exitCode, bool endedNormally,
     writeFile(g_runs + log, logged);
     const std::filesystem::path ends = g_runs + name + L".ends";
     std::ofstream(ends, number == 1 ? std::ios::trunc : std::ios::app)
-        << standin::toUtf8(log) << ' ' << static_cast<int>(exitCode) << ' '
-        << (endedNormally ? "returned" : "died") << ' ' << faults << '\n';
+        << standin::toUtf8(log) << ' ' << static_cast<int>(end.exitCode) << ' '
+        << (end.isReturn ? "returned " : "died ") << (end.isLogWritten ? "written " : "lost ")
+        << end.faults << '\n';
 }

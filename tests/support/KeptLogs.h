@@ -9,8 +9,14 @@
 // reads them. A log that was left behind before this process began is passed over.
 void keepLog(const std::wstring& path);
 
-// Keeps what a run of the executable logged, byte for byte, in a file *.log of its own in the
-// folder "runs" beside the test program, and how the run ended in the test's file *.ends, for the
-// check of the log reader. `faults` are the run's, none if empty.
-void keepRun(const std::string& logged, DWORD exitCode, bool endedNormally,
-             const std::string& faults);
+// How a run of the executable went.
+struct RunEnd {
+    DWORD exitCode;
+    bool isReturn;      // the program came to its own end
+    bool isLogWritten;  // no write failed
+    std::string faults;
+};
+
+// Keeps what a run logged, byte for byte, in a file *.log of its own in the folder "runs" beside
+// the test program, and its end in the test's file *.ends, for the check of the log reader.
+void keepRun(const std::string& logged, const RunEnd& end);
