@@ -28,6 +28,7 @@ if [ -p /dev/stdout ]; then
     run "$@" >"$output/stdout" 2>"$output/stderr" || status=$?
     cat "$output/stdout"
     cat "$output/stderr" >&2
+    [ "$status" -eq 0 ] || [ -s "$output/stdout" ] || echo "No output, and Wine ended with $status." >&2
     rm -r "$output"
     exit $status
 fi

@@ -99,6 +99,12 @@ TEST_P(AsyncWaitTest, AFailureIsOfTheKindThatItsCodeSays) {
     EXPECT_THROW(create_task(operation).wait(), Platform::AccessDeniedException);
 }
 
+TEST_P(AsyncWaitTest, AFailureWhoseCodeIsASuccessIsAFailureAllTheSame) {
+    const auto operation = remove({RemovalOutcome::Kind::Failed, S_OK, L"", false});
+
+    EXPECT_THROW(create_task(operation).wait(), Platform::FailureException);
+}
+
 TEST_P(AsyncWaitTest, TheDescriptionOfAFailureComesAlongFromItsThread) {
     const auto operation = remove(
         {RemovalOutcome::Kind::Failed, kFailureCode, L"it is broken", false});

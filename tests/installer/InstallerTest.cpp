@@ -44,28 +44,32 @@ protected:
         writeFile(product() + L"\\step.txt", step);
     }
     ~InstallerTest() override {
-        if (m_isInstalled) msiexec(L"/x");
+        if (!m_installed.empty()) msiexec(L"/x", m_installed);
     }
 
-    DWORD msiexec(const std::wstring& verb, const std::wstring& properties = L"") {
-        return runSystemProgram(L"msiexec.exe", verb + L" \"" + buildFolder() +
-                                                    L"\\installer\\product.msi\" /qn INSTALLDIR=" +
+    DWORD msiexec(const std::wstring& verb, const std::wstring& version,
+                  const std::wstring& properties = L"") {
+        const std::wstring installer = buildFolder() + L"\\installer\\" + version + L".msi";
+        return runSystemProgram(L"msiexec.exe", verb + L" \"" + installer + L"\" /qn INSTALLDIR=" +
                                                     product() + L' ' + properties);
     }
-    DWORD install(const std::wstring& properties = L"") {
+    DWORD install(const std::wstring& properties = L"", const std::wstring& version = kVersion) {
         standin::writeMachine(m_machineFile, world.state);
-        const DWORD exitCode = msiexec(L"/i", properties);
-        m_isInstalled = exitCode == 0;
+        const DWORD exitCode = msiexec(L"/i", version, properties);
+        if (exitCode == 0) m_installed = version;
         world.state = standin::readMachine(m_machineFile);
         return exitCode;
     }
     std::wstring product() const { return world.path(L"Product"); }
     std::string log() const { return readFile(logFile()); }
 
+    static inline const std::wstring kVersion = L"40.1.0.0";
+    static inline const std::wstring kNextVersion = L"40.2.0.0";
+
 private:
     ScratchFolder m_files;
     const std::wstring m_machineFile = m_files / L"machine.json";
-    bool m_isInstalled = false;
+    std::wstring m_installed;  // version; empty: none
 };
 
 TEST_F(InstallerTest, RunsTheConfiguratorWithItsArgumentsAndSucceedsWithIt) {
@@ -96,9 +100,20 @@ TEST_F(InstallerTest, ARepairDoesNotRunTheConfigurator) {
     ASSERT_EQ(install(), 0u);
     const std::string before = log();
 
-    EXPECT_EQ(msiexec(L"/i", L"REINSTALL=ALL REINSTALLMODE=amus"), 0u);
+    EXPECT_EQ(msiexec(L"/i", kVersion, L"REINSTALL=ALL REINSTALLMODE=amus"), 0u);
 
     EXPECT_EQ(log(), before);
+}
+
+TEST_F(InstallerTest, AnUpgradeRunsTheConfiguratorAgainAndReplacesTheVersionBefore) {
+    ASSERT_EQ(install(), 0u);
+    world.state.packages.at(0).version.minor = 2;
+
+    EXPECT_EQ(install(L"", kNextVersion), 0u);
+
+    EXPECT_THAT(log(), HasSubstr("\"40.2.0.0\" \"Velta.QK\" \"QK.exe\" \"ZRKL\" \"false\" "));
+    EXPECT_TRUE(exists(product() + L"\\LSDKConfigurator.exe"));
+    EXPECT_EQ(msiexec(L"/x", kVersion), DWORD{ERROR_UNKNOWN_PRODUCT});
 }
 
 TEST_F(InstallerTest, FailsWithTheConfiguratorAndTakesItsFilesBackButLeavesTheLog) {
