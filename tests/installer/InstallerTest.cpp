@@ -3,14 +3,20 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "stand-in/Windows.h"
+
+#include <msi.h>
+
 #include <stdexcept>
 
 #include "end_to_end/RunStage.h"
+#include "stand-in/PrivateRegistry.h"
 #include "stand-in/Text.h"
 #include "support/Files.h"
 
 namespace {
 
+using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 
 // What the command ends with. It is `program` of the system's folder.
@@ -60,6 +66,21 @@ protected:
         world.state = standin::readMachine(m_machineFile);
         return exitCode;
     }
+    // What the system knows to be installed of the example's versions, which have this code in common.
+    std::vector<std::wstring> installedVersions() {
+        standin::unmapRegistry();
+        std::vector<std::wstring> versions;
+        wchar_t code[39];
+        while (::MsiEnumRelatedProductsW(L"{6B1D2C55-3C5E-4B7E-9C0B-0F6A5B1E7D42}", 0,
+                                         static_cast<DWORD>(versions.size()), code) == ERROR_SUCCESS) {
+            wchar_t version[32] = {};
+            DWORD capacity = 32;
+            ::MsiGetProductInfoW(code, L"VersionString", version, &capacity);
+            versions.emplace_back(version);
+        }
+        standin::mapRegistry(registry.root());
+        return versions;
+    }
     std::wstring product() const { return world.path(L"Product"); }
     std::string log() const { return readFile(logFile()); }
 
@@ -107,13 +128,14 @@ TEST_F(InstallerTest, ARepairDoesNotRunTheConfigurator) {
 
 TEST_F(InstallerTest, AnUpgradeRunsTheConfiguratorAgainAndReplacesTheVersionBefore) {
     ASSERT_EQ(install(), 0u);
+    EXPECT_THAT(installedVersions(), ElementsAre(L"40.1.0"));
     world.state.packages.at(0).version.minor = 2;
 
     EXPECT_EQ(install(L"", kNextVersion), 0u);
 
     EXPECT_THAT(log(), HasSubstr("\"40.2.0.0\" \"Velta.QK\" \"QK.exe\" \"ZRKL\" \"false\" "));
     EXPECT_TRUE(exists(product() + L"\\LSDKConfigurator.exe"));
-    EXPECT_EQ(msiexec(L"/x", kVersion), DWORD{ERROR_UNKNOWN_PRODUCT});
+    EXPECT_THAT(installedVersions(), ElementsAre(L"40.2.0"));
 }
 
 TEST_F(InstallerTest, FailsWithTheConfiguratorAndTakesItsFilesBackButLeavesTheLog) {
