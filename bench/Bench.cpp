@@ -231,7 +231,7 @@ void measureMemory(const std::wstring& what, const std::wstring& root) {
     if (what == L"copy") {
         copyFolderRecursively(source.c_str(), target.c_str(), false);
     } else {
-        std::vector<FolderEntry> listing;
+        FolderListing listing;
         enumerateFolder(source.c_str(), listing);
     }
     std::printf("bytes %zu\n", peakBytes());

@@ -82,16 +82,19 @@ def whole_copy(machine, full):
     packages = machine.path("users", "0", "AppData", "Local", "Packages")
     source = os.path.join(packages, OLD_PACKAGE, "LocalState")
     make_tree(os.path.join(source, "tree"), files, 100)
-    os.makedirs(machine.path("src"))
-    os.symlink(os.path.join(source, "tree"), machine.path("src", "tree"))
+    # As deep as the product's: Wine looks for each folder of a path.
+    other = os.path.join(packages, "other")
+    os.makedirs(other)
+    os.symlink(source, os.path.join(other, "src"))
     machine.bench("prepare", "profiles", ROOT, 1)
     run = [*machine.install("LSDKConfigurator"), "40.1.0.0", "Velta.LC.QK", "QK.exe", "ZRKL"]
-    tree = ROOT + "\\users\\0\\AppData\\Local\\Packages\\" + OLD_PACKAGE + "\\LocalState\\tree"
-    targets = {"product": os.path.join(packages, NEW_PACKAGE), "xcopy": machine.path("xcopy"),
-               "shell": machine.path("shell")}
+    root = ROOT + "\\users\\0\\AppData\\Local\\Packages\\other"
+    targets = {"product": os.path.join(packages, NEW_PACKAGE), "xcopy": os.path.join(other, "xcopy"),
+               "shell": os.path.join(other, "shell")}
+    xcopy = ["xcopy", root + "\\src\\tree", root + "\\xcopy\\tree", "/E", "/I", "/Q", "/Y"]
     commands = {"product": lambda: machine.run(run, may_fail=True),
-                "xcopy": lambda: machine.run(["xcopy", tree, ROOT + "\\xcopy", "/E", "/I", "/Q", "/Y"]),
-                "shell": lambda: machine.bench("one", "shell", "copy", ROOT)}
+                "xcopy": lambda: machine.run(xcopy),
+                "shell": lambda: machine.bench("one", "shell", "copy", root)}
 
     def timed(side):
         commands[side]()

@@ -102,7 +102,7 @@ bool AppDataMigrator::migrateLocalStateFolders(const std::wstring& sid) {
         return true;
     }
 
-    std::vector<FolderEntry> listing;
+    FolderListing listing;
     if (!enumerateFolder(source, listing)) return false;
     bool isComplete = true;
     for (const FolderEntry& entry : listing) {

@@ -27,7 +27,7 @@ void copyFileInto(const wchar_t* path, const wchar_t* target, const wchar_t* nam
 
 }  // namespace
 
-bool enumerateFolder(const wchar_t* folder, std::vector<FolderEntry>& listing) {
+bool enumerateFolder(const wchar_t* folder, FolderListing& listing) {
     PathBuffer pattern;
     copyPath(pattern, folder);
     appendText(pattern, L"\\*");
@@ -66,7 +66,7 @@ bool copyFolderRecursively(const wchar_t* source, const wchar_t* targetParent, b
         return false;
     }
 
-    std::vector<FolderEntry> listing;
+    FolderListing listing;
     if (!enumerateFolder(source, listing)) return false;
     for (const FolderEntry& entry : listing) {
         PathBuffer path;

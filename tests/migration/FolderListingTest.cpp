@@ -12,7 +12,7 @@ using ::testing::IsEmpty;
 
 class FolderListingTest : public MigratorTest {
 protected:
-    std::vector<FolderEntry> listing;
+    FolderListing listing;
 };
 
 // What the code of a raised exception ends up as, seen without ending the process.

@@ -149,7 +149,7 @@ TEST_F(LongPathsTest, FolderOf257CharactersIsListed) {
     machine.state.hasPathLimits = false;
     const std::wstring folder = folderOfLength(257);
     writeFile(folder + L"\\a", "");
-    std::vector<FolderEntry> listing;
+    FolderListing listing;
 
     EXPECT_TRUE(enumerateFolder(folder.c_str(), listing));
 
@@ -162,7 +162,7 @@ TEST_F(LongPathsTest, FolderOf258CharactersAndMoreEndsTheProcess) {
     EXPECT_EXIT(
         {
             const standin::Untraced untraced;
-            std::vector<FolderEntry> listing;
+            FolderListing listing;
             enumerateFolder(folder.c_str(), listing);
         },
         ::testing::ExitedWithCode(kFastFail), "");
@@ -174,7 +174,7 @@ TEST_F(LongPathsTest, FolderOf260CharactersEndsTheProcess) {
     EXPECT_EXIT(
         {
             const standin::Untraced untraced;
-            std::vector<FolderEntry> listing;
+            FolderListing listing;
             enumerateFolder(folder.c_str(), listing);
         },
         ::testing::ExitedWithCode(kFastFail), "");
