@@ -67,8 +67,12 @@ std::wostream& Log::beginLine() {
     const __time64_t time = static_cast<__time64_t>(ticks.QuadPart / 10'000'000) - 11'644'473'600;
     std::tm local;
     ::_localtime64_s(&local, &time);
+    static constexpr char kDays[] = "SunMonTueWedThuFriSat";
+    static constexpr char kMonths[] = "JanFebMarAprMayJunJulAugSepOctNovDec";
     char text[32];
-    std::strftime(text, sizeof(text), "%a %b %d %H:%M:%S %Y", &local);
+    std::snprintf(text, sizeof(text), "%.3s %.3s %2d %02d:%02d:%02d %4d",
+                  kDays + ptrdiff_t{3} * local.tm_wday, kMonths + ptrdiff_t{3} * local.tm_mon,
+                  local.tm_mday, local.tm_hour, local.tm_min, local.tm_sec, local.tm_year + 1900);
     return m_stream << "[" << text << "] ";
 }
 

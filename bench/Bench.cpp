@@ -134,6 +134,18 @@ void makeList(const AppDataMigrator& migrator, const std::wstring& base, const s
 
 constexpr int kEntriesPerSlice = 100;
 
+// The last entry names the new package.
+void expectRewritten(const std::wstring& package, const std::wstring& list,
+                     const AppDataMigrator& migrator) {
+    const std::wstring entry = package + L"\\PersistedStorageItemTable\\" + list + L"\\{entry-" +
+                               std::to_wstring(kEntriesPerSlice - 1) + L"}";
+    wchar_t name[256] = {};
+    DWORD size = sizeof(name);
+    ::RegGetValueW(HKEY_CURRENT_USER, entry.c_str(), L"PackageFamilyName", RRF_RT_REG_SZ, nullptr,
+                   name, &size);
+    if (name != migrator.newPackageName) throw std::runtime_error("the entries are not rewritten");
+}
+
 void sliceRegistry(const std::wstring& root, int slices, int rounds) {
     const AppDataMigrator migrator(L"Velta.LC.QK", false);
     const std::wstring productBase = std::wstring(kLists) + L"\\product";
@@ -155,6 +167,8 @@ void sliceRegistry(const std::wstring& root, int slices, int rounds) {
                                             migrator.oldPackageName, migrator.newPackageName);
                    }});
     }
+    for (const std::wstring& base : {productBase, bareBase})
+        expectRewritten(base + L"\\" + migrator.newPackageName, list(slices - 1), migrator);
     ::RegDeleteTreeW(HKEY_CURRENT_USER, kLists);
 }
 
@@ -164,7 +178,8 @@ void prepareRegistry(int entries) {
 
 void rewriteList() {
     const AppDataMigrator migrator(L"Velta.LC.QK", false);
-    migrator.rewriteCopiedEntries({HKEY_CURRENT_USER, "HKEY_CURRENT_USER\\", kLists}, L"list");
+    if (!migrator.rewriteCopiedEntries({HKEY_CURRENT_USER, "HKEY_CURRENT_USER\\", kLists}, L"list"))
+        throw std::runtime_error("the entries are not rewritten");
 }
 
 // --- plug-ins
@@ -227,14 +242,16 @@ void migrateProfiles() {
 void measureMemory(const std::wstring& what, const std::wstring& root) {
     const std::wstring source = root + L"\\src\\tree";
     const std::wstring target = madeFolder(root + L"\\memory");
+    size_t entries = 0;
     forgetPeak();
     if (what == L"copy") {
         copyFolderRecursively(source.c_str(), target.c_str(), false);
     } else {
         FolderListing listing;
         enumerateFolder(source.c_str(), listing);
+        entries = listing.size();
     }
-    std::printf("bytes %zu\n", peakBytes());
+    std::printf("bytes %zu\nentries %zu\n", peakBytes(), entries);
 }
 
 void run(const Arguments& arguments) {

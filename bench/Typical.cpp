@@ -1,6 +1,7 @@
 #include "Typical.h"
 
 #include <filesystem>
+#include <stdexcept>
 
 #include "Replay.h"
 #include "Slices.h"
@@ -12,6 +13,8 @@ constexpr wchar_t kLists[] =
     L"Local Settings\\Software\\Microsoft\\Windows\\CurrentVersion\\AppModel\\SystemAppData\\Velta.LC.QK_kt83f9rd2xj6a";
 constexpr wchar_t kNewPackage[] = L"\\users\\0\\AppData\\Local\\Packages\\Velta.LC.QK_kt83f9rd2xj6a";
 
+constexpr size_t kFiles = 12;  // and folders beside them
+
 }  // namespace
 
 void sliceTypicalRun(const std::wstring& root, int rounds) {
@@ -20,8 +23,11 @@ void sliceTypicalRun(const std::wstring& root, int rounds) {
          {L"LSDKConfigurator.exe", L"40.1.0.0", L"Velta.LC.QK", L"QK.exe", L"ZRKL"})
         arguments.emplace_back(text);
     const std::vector<RecordedCall> calls = readTable(root + L"\\table.txt");
+    bool isFirst = true;
     const auto removeResult = [&] {
-        std::filesystem::remove_all(root + kNewPackage);
+        const bool isDone = std::filesystem::remove_all(root + kNewPackage) > kFiles;
+        if (!isDone && !isFirst) throw std::runtime_error("nothing was migrated");
+        isFirst = false;
         ::RegDeleteTreeW(HKEY_CLASSES_ROOT, kLists);
         const std::wstring user = L"S-1-5-21-1000-2000-3000-0\\SOFTWARE\\Classes\\";
         ::RegDeleteTreeW(HKEY_USERS, (user + kLists).c_str());

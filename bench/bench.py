@@ -28,17 +28,23 @@ def main():
     print(f"Seed {options.seed}, {'full' if options.full else 'quick'} sizes.", flush=True)
     if not machine.can_count:
         print("SKIPPED: no strace here, so nothing counts host calls. Rows without a figure are not met or missed.")
-    wanted = [name for name in options.only.split(",") if name]
+    every = [name for names, _ in workloads.ALL for name in names]
+    wanted = [name for name in options.only.split(",") if name] or every
+    if unknown := set(wanted) - set(every):
+        parser.error(f"no row {', '.join(unknown)}; there are {', '.join(every)}")
     rows = []
-    for name, workload in workloads.ALL:
-        if wanted and name not in wanted:
-            continue
-        print(f"{name} ...", file=sys.stderr, flush=True)
-        for row in workload(machine, options.full):
-            print(f"    {row.workload}: {row.ratio} ({row.verdict})", file=sys.stderr, flush=True)
-            rows.append(row)
-    machine.clean()
-    return measure.print_table(rows)
+    try:
+        for names, workload in workloads.ALL:
+            if not set(names) & set(wanted):
+                continue
+            print(f"{', '.join(names)} ...", file=sys.stderr, flush=True)
+            for row in workload(machine, options.full):
+                print(f"    {row.workload}: {row.ratio} ({row.verdict})", file=sys.stderr, flush=True)
+                rows.append(row)
+        machine.clean()
+    finally:
+        is_missed = measure.print_table(rows)
+    return is_missed
 
 
 if __name__ == "__main__":

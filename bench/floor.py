@@ -1,9 +1,11 @@
 """What no program that makes the same calls can be quicker than: the calls of a run, recorded and replayed."""
 import functools
 import os
+import re
 
 import recording
-from measure import NEW_PACKAGE, OLD_PACKAGE, ROOT, count_row, make_files, process_row, slice_row, time_in_random_order
+from measure import (FAILED, NEW_PACKAGE, OLD_PACKAGE, ROOT, count_row, make_files, process_row, slice_row,
+                     time_in_random_order, tree_of)
 
 CLASS_NOT_REGISTERED = 0x80040154 - (1 << 32)
 
@@ -41,34 +43,28 @@ def floor(machine, full):
         return {"product": [*machine.install("LSDKConfigurator"), "40.1.0.0", "Velta.LC.QK", "QK.exe", "ZRKL"],
                 "replay": [*machine.install("replay"), ROOT + "\\table.txt"]}
 
-    def migrated(side):
-        machine.run(prepare()[side], may_fail=True)
-        return tree_of(machine.path("users", "0", "AppData", "Local", "Packages", NEW_PACKAGE))
+    def left_by(side):
+        """The new package's files, and the log but for times and addresses."""
+        machine.run(prepare()[side], FAILED)
+        with open(machine.path("lsdkConfiguratorLog.txt"), encoding="ascii") as file:
+            log = re.sub(r"^\[.{24}\]|:0x[0-9a-f]+$", "", file.read(), flags=re.M)
+        return tree_of(machine.path("users", "0", "AppData", "Local", "Packages", NEW_PACKAGE)), log
 
     # The launcher's machine has the packages that this one lacks.
     table = ""
     machine.run([machine.program("launcher"), "--trace", ROOT + "\\trace.jsonl", "--fault",
-                 f"RoGetActivationFactory:1+={CLASS_NOT_REGISTERED}", "--", *prepare()["product"]], may_fail=True)
+                 f"RoGetActivationFactory:1+={CLASS_NOT_REGISTERED}", "--", *prepare()["product"]])
     table = recording.table_of(machine.path("trace.jsonl"))
-    if not migrated("product") or migrated("product") != migrated("replay"):
+    if len(left_by("product")[0]) != 12 or left_by("product") != left_by("replay"):
         raise RuntimeError("the recorded calls do something else than the run")
 
     text = f"typical run, against its {len(table.splitlines())} calls alone"
     sides = prepare()
     times = time_in_random_order(20 if full else 5, {
-        side: (prepare, functools.partial(machine.run, command, True)) for side, command in sides.items()})
-    counts = {side: machine.count(prepare()[side]) if machine.can_count else None for side in sides}
+        side: (prepare, functools.partial(machine.run, command, FAILED), lambda: None)
+        for side, command in sides.items()})
+    counts = {side: machine.count(prepare()[side], ends_with=FAILED) if machine.can_count else None for side in sides}
     prepare()
     return [slice_row("floor", text, machine.slices("typical", ROOT, 1, 25 if full else 15), 1.05),
             count_row("floor", text, counts["product"], counts["replay"], 1.05),
             process_row("floor", text, times, "product", "replay", 1.05, False)]
-
-
-def tree_of(folder):
-    """Each file below a folder and what is in it."""
-    content = {}
-    for path, _, names in os.walk(folder):
-        for name in names:
-            with open(os.path.join(path, name), "rb") as file:
-                content[os.path.relpath(os.path.join(path, name), folder)] = file.read()
-    return content

@@ -1,5 +1,6 @@
 """Ways to measure, and the table."""
 import dataclasses
+import math
 import os
 import random
 import re
@@ -11,6 +12,7 @@ import tempfile
 import time
 
 WINE = "/usr/lib/wine/wine64"  # not the script of that name, which costs as much as a small run
+FAILED = 255  # -1 as Linux sees it: how a run ends that finds no package
 ROOT = "C:\\bench"
 OLD_PACKAGE = "Velta.LC.QK_qzw4mhtrvb2ne"
 NEW_PACKAGE = "Velta.LC.QK_kt83f9rd2xj6a"
@@ -78,9 +80,9 @@ class Machine:
         shutil.copy(self.program(name), self.path(name + ".exe"))
         return [f"{ROOT}\\{name}.exe"]
 
-    def run(self, command, may_fail=False):
+    def run(self, command, ends_with=0):
         result = subprocess.run([WINE, *command], capture_output=True, text=True, cwd=self.folder)
-        if result.returncode and not may_fail:
+        if result.returncode != ends_with:
             raise RuntimeError(f"{command}: {result.returncode} {result.stderr}")
         return result.stdout
 
@@ -101,11 +103,13 @@ class Machine:
         after = resource.getrusage(resource.RUSAGE_CHILDREN)
         return after.ru_utime + after.ru_stime - before.ru_utime - before.ru_stime
 
-    def count(self, command, of=None):
+    def count(self, command, of=None, ends_with=0):
         """How many host calls a command makes; `of`: of these names alone."""
         with tempfile.NamedTemporaryFile(mode="r") as table:
-            subprocess.run(["strace", "-f", "-c", "-o", table.name, WINE, *command], stdout=subprocess.DEVNULL,
-                           stderr=subprocess.DEVNULL, cwd=self.folder, check=False)
+            result = subprocess.run(["strace", "-f", "-c", "-o", table.name, WINE, *command], stdout=subprocess.DEVNULL,
+                                    stderr=subprocess.DEVNULL, cwd=self.folder, check=False)
+            if result.returncode != ends_with:
+                raise RuntimeError(f"{command}: {result.returncode}")
             calls = {line.split()[-1]: int(line.split()[3]) for line in table if re.match(r"^ *\d+\.\d+ ", line)}
         return sum(calls.get(name, 0) for name in of) if of else calls["total"]
 
@@ -114,7 +118,8 @@ class Machine:
 
     def slices(self, *arguments):
         """Median over the rounds of product to bare, and the seconds of both."""
-        rounds = [tuple(map(float, pair)) for pair in re.findall(r"^round (\S+) (\S+)$", self.bench("slices", *arguments), re.M)]
+        output = self.bench("slices", *arguments)
+        rounds = [tuple(map(float, pair)) for pair in re.findall(r"^round (\S+) (\S+)$", output, re.M)]
         return summed(rounds)
 
 
@@ -136,15 +141,16 @@ def count_row(name, workload, product, other, goal, unit="calls", is_gate=True):
 
 
 def time_in_random_order(rounds, actions):
-    """Seconds of each action in each round. An action is (before, timed)."""
+    """Seconds of each action in each round. An action is (before, timed, after)."""
     times = {name: [] for name in actions}
     for _ in range(rounds):
         for name in random.sample(list(actions), len(actions)):
-            before, timed = actions[name]
+            before, timed, after = actions[name]
             before()
             start = time.perf_counter()
             timed()
             times[name].append(time.perf_counter() - start)
+            after()
     return times
 
 
@@ -153,6 +159,29 @@ def process_row(name, workload, times, product, other, goal, is_gate):
     paired = statistics.median(a / b for a, b in zip(times[product], times[other]))
     return Row(name, workload, f"processes (paired median {paired:.2f})", f"{min(times[product]) * 1000:.1f} ms",
                f"{min(times[other]) * 1000:.1f} ms", minima, goal, is_gate)
+
+
+def exactly(figure, other):
+    """The ratio of the two, turned so that it is one at least."""
+    return math.inf if figure <= 0 or other <= 0 else max(figure / other, other / figure)
+
+
+def tree_of(folder):
+    """Each file below a folder and what is in it."""
+    content = {}
+    for path, _, names in os.walk(folder):
+        for name in names:
+            with open(os.path.join(path, name), "rb") as file:
+                content[os.path.relpath(os.path.join(path, name), folder)] = file.read()
+    return content
+
+
+def expect_same_work(machine, rounds, files):
+    """Both sides of each round left so many files, and the same."""
+    for number in range(rounds):
+        product, bare = (tree_of(machine.path(f"{side}{number}")) for side in ("product", "bare"))
+        if len(product) != files or product != bare:
+            raise RuntimeError(f"round {number}: {len(product)} and {len(bare)} of {files} files, or others")
 
 
 def make_tree(folder, files, per_folder, size=1024):

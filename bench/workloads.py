@@ -2,12 +2,13 @@
 import functools
 import math
 import os
+import re
 import shutil
 import subprocess
 
 import floor
-from measure import (NEW_PACKAGE, OLD_PACKAGE, ROOT, Row, count_row, make_files, make_tree, process_row, slice_row,
-                     summed, time_in_random_order)
+from measure import (FAILED, NEW_PACKAGE, OLD_PACKAGE, ROOT, Row, count_row, exactly, expect_same_work, make_files,
+                     make_tree, process_row, slice_row, summed, time_in_random_order)
 
 ROUNDS = 5
 SAMPLES = 3
@@ -19,16 +20,21 @@ def start(machine, full):
     com = machine.install("com-start")
     smallest = machine.install("smallest")
 
+    machine.run(usage, FAILED)
+    with open(machine.path("lsdkConfiguratorLog.txt"), encoding="ascii") as log:
+        if "Use it like below" not in log.read():
+            raise RuntimeError("the run does not end with the usage text")
+
     def action(command):
-        return lambda: None, lambda: machine.run(command, may_fail=True)
+        return lambda: None, lambda: machine.run(command, FAILED), lambda: None
 
     times = time_in_random_order(100 if full else 40,
                                  {"product": action(usage), "com": action(com), "smallest": action(smallest)})
-    counts = [machine.count(command) if machine.can_count else None for command in (usage, com)]
+    counts = [machine.count(command, ends_with=FAILED) if machine.can_count else None for command in (usage, com)]
     return [
         process_row("B1", "start, against starting COM", times, "product", "com", 1.15, True),
         count_row("B1", "start, against starting COM", *counts, 1.06),
-        process_row("B1b", "start, against the smallest program", times, "product", "smallest", 2.6, False),
+        process_row("B1b", "start, against the smallest program", times, "product", "smallest", 2.6, True),
     ]
 
 
@@ -39,6 +45,7 @@ def copy_slices(machine, full):
     for folder in range(folders):
         make_files(machine.path("src", str(folder)), 100)
     figures = machine.slices("copy", ROOT, folders, ROUNDS)
+    expect_same_work(machine, ROUNDS, folders * 100)
     return [slice_row("B2", f"{folders * 100:,} files of 1 KiB, 100 per folder, against bare copying", figures, 1.05)]
 
 
@@ -47,8 +54,9 @@ def count_copy(machine, side, files, per_folder, kind="copy"):
     make_tree(machine.path("src", "tree"), files, per_folder)
     calls = machine.count_bench("one", side, kind, ROOT)
     copied = sum(len(names) for _, _, names in os.walk(machine.path(side)))
-    if copied != files:
-        raise RuntimeError(f"{side} copied {copied} of {files} files")
+    left = sum(len(names) for _, _, names in os.walk(machine.path("src")))
+    if copied != files or left != (0 if kind == "move" else files):
+        raise RuntimeError(f"{side}: {copied} of {files} files copied, {left} left")
     return calls
 
 
@@ -92,18 +100,17 @@ def whole_copy(machine, full):
     targets = {"product": os.path.join(packages, NEW_PACKAGE), "xcopy": os.path.join(other, "xcopy"),
                "shell": os.path.join(other, "shell")}
     xcopy = ["xcopy", root + "\\src\\tree", root + "\\xcopy\\tree", "/E", "/I", "/Q", "/Y"]
-    commands = {"product": lambda: machine.run(run, may_fail=True),
-                "xcopy": lambda: machine.run(xcopy),
-                "shell": lambda: machine.bench("one", "shell", "copy", root)}
+    commands = {"product": (run, FAILED), "xcopy": (xcopy, 0),
+                "shell": (machine.bench_command("one", "shell", "copy", root), 0)}
 
-    def timed(side):
-        commands[side]()
+    def check(side):
         copied = sum(name.endswith(".qk") for _, _, names in os.walk(targets[side]) for name in names)
         if copied != files:
             raise RuntimeError(f"{side} copied {copied} of {files} files")
 
     def action(side):
-        return functools.partial(shutil.rmtree, targets[side], True), functools.partial(timed, side)
+        return (functools.partial(shutil.rmtree, targets[side], True), functools.partial(machine.run, *commands[side]),
+                functools.partial(check, side))
 
     times = time_in_random_order(ROUNDS if full else 3, {side: action(side) for side in commands})
     return [
@@ -120,7 +127,9 @@ def copy_growth(machine, full):
         return [count_row("B2e", text, None, None, 1.01)]
     counts = [count_copy(machine, "product", size, 100) for size in sizes]
     at_medium, at_large = ((counts[i + 1] - counts[i]) / (sizes[i + 1] - sizes[i]) for i in (0, 1))
-    return [count_row("B2e", text, at_large, at_medium, 1.01)]
+    row = count_row("B2e", text, at_large, at_medium, 1.01)
+    row.ratio = exactly(at_large, at_medium)
+    return [row]
 
 
 def large_files(machine, full):
@@ -132,6 +141,7 @@ def large_files(machine, full):
         for folder in range(4):
             make_files(machine.path("src", str(folder)), 1, mebibytes << 20)
         _, product, bare = machine.slices("copy", ROOT, 4, 1)
+        expect_same_work(machine, 1, 4)
         rounds.append((product, bare))
     return [slice_row("B3", f"4 files of {mebibytes} MiB, against bare copying", summed(rounds), 1.07)]
 
@@ -141,16 +151,21 @@ def log(machine, full):
     machine.clean()
     rows = [slice_row("B5", "10,000 log lines, against a plain wide stream",
                       machine.slices("log", ROOT, 100, ROUNDS), 1.05)]
+    for name in ("lsdkConfiguratorLog.txt", "plain.txt"):
+        with open(machine.path(name), encoding="ascii") as file:
+            if sum("Recursively copying" in line for line in file) != 10_000 * ROUNDS:
+                raise RuntimeError(f"{name} has not all lines")
     writes = None
     if machine.can_count:
         few, many = (machine.count_bench("one", "product", "log", ROOT, lines, of=("write", "pwrite64", "writev"))
                      for lines in (100, 1100))
         writes = (many - few) / 1000
-    rows.append(count_row("B5", "a line more", writes, 1, 1, "writes"))
-    return rows
+    row = count_row("B5", "a line more", writes, 1, 1, "writes")
+    row.ratio = None if writes is None else exactly(writes, 1)
+    return [*rows, row]
 
 
-def growth(machine, name, what, sizes, prepare):
+def growth(machine, name, what, sizes, prepare, check=lambda size: None):
     """How the program's own processor time and its host calls grow, both beyond those of a run with nothing to do."""
     seconds, calls = [], []
     for size in (0, *sizes):
@@ -162,16 +177,18 @@ def growth(machine, name, what, sizes, prepare):
         seconds.append(min(samples))
         prepare(size)
         calls.append(machine.count_bench("grow", what, ROOT) if machine.can_count else None)
+        check(size)
 
-    def row(way, figures, unit, factor):
+    def row(way, figures, unit, factor, is_gate):
         text = f"{what}, {sizes[0]:,} to {sizes[1]:,}"
         if None in figures:
             return Row(name, text, way, "-", "-", None, 1.1)
         small, large = (figure - figures[0] for figure in figures[1:])
-        exponent = math.log(large / small) / math.log(sizes[1] / sizes[0])
-        return Row(name, text, way, f"{large * factor:.0f} {unit}", f"{small * factor:.0f} {unit}", exponent, 1.1)
+        exponent = math.log(large / small) / math.log(sizes[1] / sizes[0]) if min(small, large) > 0 else math.inf
+        return Row(name, text, way, f"{large * factor:.0f} {unit}", f"{small * factor:.0f} {unit}", exponent, 1.1, is_gate)
 
-    return [row("exponent of processor time", seconds, "ms", 1000), row("exponent of calls", calls, "calls", 1)]
+    return [row("exponent of processor time", seconds, "ms", 1000, False),
+            row("exponent of calls", calls, "calls", 1, True)]
 
 
 def registry(machine, full):
@@ -193,15 +210,21 @@ def plug_ins(machine, full):
         settings = machine.path("plugin_settings", str(plug_in))
         for folder in (settings, os.path.join(settings, "LocalStorage"), os.path.join(settings, "SecureStorage")):
             make_files(folder, 2)
-    return [slice_row("B7", f"{count} plug-ins of 20 files, against the same shell operations",
-                      machine.slices("plugins", ROOT, count, ROUNDS), 1.02)]
+    figures = machine.slices("plugins", ROOT, count, ROUNDS)
+    expect_same_work(machine, ROUNDS, count * 26)
+    return [slice_row("B7", f"{count} plug-ins of 20 files, against the same shell operations", figures, 1.02)]
 
 
 def memory(machine, full):
     """B8: what the program holds at once."""
-    def row(what, text, listed):
+    def row(what, text, listed, entries):
         limit = (64 << 10) + 128 * listed
-        peak = machine.figure("bytes", "memory", what, ROOT)
+        output = machine.bench("memory", what, ROOT)
+        peak, done = (int(re.search(rf"^{name} (\d+)$", output, re.M)[1]) for name in ("bytes", "entries"))
+        if what == "copy":
+            done = sum(len(names) for _, _, names in os.walk(machine.path("memory")))
+        if done != entries:
+            raise RuntimeError(f"{done} of {entries} entries")
         return Row("B8", text, "peak", f"{peak / 1024:.1f} KiB", f"{limit / 1024:.1f} KiB", peak / limit, 1)
 
     rows = []
@@ -210,11 +233,13 @@ def memory(machine, full):
         make_tree(machine.path("src", "tree"), files, 100)
         on_path = sum(max(len(folders) + len(names) for _, folders, names in level)
                       for level in levels(machine.path("src", "tree")))
-        rows.append(row("copy", f"copying {files:,} files, against 64 KiB and 128 bytes an entry on the path", on_path))
-    machine.clean()
-    in_one = 100000 if full else 10000
-    make_files(machine.path("src", "tree"), in_one, 256)
-    rows.append(row("list", f"one folder of {in_one:,}, against the same", in_one))
+        rows.append(row("copy", f"copying {files:,} files, against 64 KiB and 128 bytes an entry on the path", on_path,
+                        files))
+    # What grows by doubling holds most just behind a power of two.
+    for in_one in (65537, 100000) if full else (8193,):
+        machine.clean()
+        make_files(machine.path("src", "tree"), in_one, 256)
+        rows.append(row("list", f"one folder of {in_one:,}, against the same", in_one, in_one))
     return rows
 
 
@@ -233,6 +258,8 @@ def size(machine, _full):
     system = os.path.join(os.environ["WINEPREFIX"], "drive_c", "windows", "system32")
     dlls = [line.split()[-1] for line in tables.stdout.splitlines() if "DLL Name:" in line]
     # Windows resolves the names of sets of functions itself; no file bears them.
+    if not dlls:
+        raise RuntimeError("no DLL is named")
     foreign = [dll for dll in dlls if not dll.startswith("api-ms-win-") and
                not os.path.exists(os.path.join(system, dll.lower()))]
     length = os.path.getsize(executable)
@@ -246,10 +273,16 @@ def profiles(machine, full):
     def prepare(count):
         machine.clean()
         for user in range(count):
-            os.makedirs(machine.path("users", str(user), "AppData", "Local"))
+            package = machine.path("users", str(user), "AppData", "Local", "Packages", OLD_PACKAGE)
+            make_files(os.path.join(package, "LocalState", "drafts"), 1)
         machine.bench("prepare", "profiles", ROOT, count)
 
-    return growth(machine, "B10", "profiles", (100, 1000) if full else (40, 400), prepare)
+    def check(count):
+        migrated = sum("mig_status.json" in names for _, _, names in os.walk(machine.path("users")))
+        if migrated != count:
+            raise RuntimeError(f"{migrated} of {count} users migrated")
+
+    return growth(machine, "B10", "profiles", (100, 1000) if full else (40, 400), prepare, check)
 
 
 def failed_plug_ins(machine, _full):
@@ -259,7 +292,7 @@ def failed_plug_ins(machine, _full):
                 seconds / 0.1, 1)]
 
 
-ALL = (("B1", start), ("floor", floor.floor), ("B2", copy_slices), ("B2b", copy_calls), ("B2d", whole_copy),
-       ("B2e", copy_growth),
-       ("B3", large_files), ("B5", log), ("B6", registry), ("B7", plug_ins), ("B8", memory), ("B9", size),
-       ("B10", profiles), ("B11", failed_plug_ins))
+# The rows that each makes.
+ALL = ((("B1", "B1b"), start), (("floor",), floor.floor), (("B2",), copy_slices), (("B2b", "B2c", "B4"), copy_calls),
+       (("B2d",), whole_copy), (("B2e",), copy_growth), (("B3",), large_files), (("B5",), log), (("B6",), registry),
+       (("B7",), plug_ins), (("B8",), memory), (("B9",), size), (("B10",), profiles), (("B11",), failed_plug_ins))
