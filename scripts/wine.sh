@@ -24,11 +24,18 @@ fi
 run() { WINEPREFIX="$wine/$own" taskset -c "$own" wine "$@" {lock}>&-; }
 if [ -p /dev/stdout ]; then
     output=$(mktemp -d)
-    status=0
-    run "$@" >"$output/stdout" 2>"$output/stderr" || status=$?
+    # On a busy machine Wine now and then fails to start a program, which then has not written a word.
+    for attempt in first second; do
+        status=0
+        run "$@" >"$output/stdout" 2>"$output/stderr" || status=$?
+        [ "$status" -eq 0 ] || [ -s "$output/stdout" ] || [ -s "$output/stderr" ] || {
+            echo "The $attempt attempt ended with $status and without a word." >&2
+            continue
+        }
+        break
+    done
     cat "$output/stdout"
     cat "$output/stderr" >&2
-    [ "$status" -eq 0 ] || [ -s "$output/stdout" ] || echo "No output, and Wine ended with $status." >&2
     rm -r "$output"
     exit $status
 fi

@@ -1,6 +1,6 @@
 // The stack protector's number and alarm. The runtime library has them too (libssp), but takes its
-// number from a provider of cryptography, whose loading is a tenth of the start, and its alarm
-// first looks for a console.
+// number from a provider of cryptography, which loads DLLs of its own, and its alarm looks for a
+// console before it ends the process.
 #ifndef _CRT_RAND_S
 #define _CRT_RAND_S
 #endif

@@ -16,14 +16,15 @@ struct Value {
 };
 
 LSTATUS readStored(HKEY key, LPCWSTR name, Value& value) {
-    LSTATUS status = ERROR_MORE_DATA;
     DWORD size = 0;
+    LSTATUS status = ::RegQueryValueExW(key, name, nullptr, &value.type, nullptr, &size);
+    if (status != ERROR_SUCCESS) return status;
     // The value may grow between the two questions.
-    while (status == ERROR_MORE_DATA) {
-        value.bytes.resize(size);
+    do {
+        // Wine ends a text that has no end even where a single byte, or none, is left for it.
+        value.bytes.resize(size + sizeof(wchar_t));
         status = ::RegQueryValueExW(key, name, nullptr, &value.type, value.bytes.data(), &size);
-        if (status == ERROR_SUCCESS && size > value.bytes.size()) status = ERROR_MORE_DATA;
-    }
+    } while (status == ERROR_MORE_DATA);
     if (status == ERROR_SUCCESS) value.bytes.resize(size);
     return status;
 }

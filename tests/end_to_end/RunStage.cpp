@@ -1,8 +1,5 @@
 #include "end_to_end/RunStage.h"
 
-#include <algorithm>
-#include <sstream>
-
 #include "support/Files.h"
 #include "support/KeptLogs.h"
 
@@ -44,20 +41,6 @@ standin::LaunchResult RunStage::launch(const std::wstring& arguments, const std:
     start.workingFolder = scratch.path();
     const standin::LaunchResult result = standin::launch(start);
     world.state = standin::readMachine(m_machineFile);
-    keepLastRun(result, faults);
+    keepRun(logFile(), logBytesBefore, m_traceFile, result, faults);
     return result;
-}
-
-void RunStage::keepLastRun(const standin::LaunchResult& result, const std::string& faults) const {
-    const std::string log = exists(logFile()) ? readFile(logFile()) : "";
-    // Not read as what it is, which would take longer than many a run.
-    std::istringstream calls(readFile(m_traceFile));
-    bool isWritten = true;
-    for (std::string call; std::getline(calls, call);) {
-        if (call.find("\"call\":\"_write\"") != std::string::npos &&
-            call.find("\"failed\":true") != std::string::npos)
-            isWritten = false;
-    }
-    keepRun(log.substr(std::min(logBytesBefore, log.size())),
-            {result.exitCode, result.endedNormally, isWritten, faults});
 }

@@ -37,7 +37,6 @@ public:
 private:
     // C:\\ and at most five characters, no other process's.
     static std::wstring shortFolder();
-    void keepLastRun(const standin::LaunchResult& result, const std::string& faults) const;
 
     ScratchFolder m_files;
     std::wstring m_machineFile = m_files / L"machine.json";

@@ -28,7 +28,7 @@ protected:
 };
 
 INSTANTIATE_TEST_SUITE_P(Products, ImageTest,
-                         ::testing::Values(Product{L"LSDKConfigurator.exe", 80},
+                         ::testing::Values(Product{L"LSDKConfigurator.exe", 105},
                                            Product{L"LSDKConfiguratorHelper.exe", 8}),
                          [](const auto& product) {
                              return product.index == 0 ? "Configurator" : "Companion";

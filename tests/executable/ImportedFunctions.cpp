@@ -39,7 +39,7 @@ constexpr const char* kRuntimesOwn[] = {
     "_setjmp", "_strdup", "_ultoa", "_wcmdln", "abort", "calloc", "exit", "fclose", "fflush",
     "fopen", "fprintf", "fputc", "fputs", "fputwc", "free", "fwprintf", "fwrite", "iswctype",
     "localeconv", "longjmp", "malloc", "memchr", "memcmp", "memcpy", "memmove", "memset",
-    "printf", "rand_s", "realloc", "setlocale", "setvbuf", "signal", "strcmp", "strcoll", "strerror",
+    "printf", "realloc", "setlocale", "setvbuf", "signal", "strcmp", "strcoll", "strerror",
     "strftime", "strlen", "strncmp", "strxfrm", "towlower", "towupper", "vfprintf", "wcscmp",
     "wcscoll", "wcsftime", "wcslen", "wcsrchr", "wcstol", "wcsxfrm",
 };

@@ -21,7 +21,9 @@ using ::testing::HasSubstr;
 
 // What the command ends with. It is `program` of the system's folder.
 DWORD runSystemProgram(const std::wstring& program, const std::wstring& arguments) {
-    std::wstring commandLine = program + L' ' + arguments;
+    wchar_t folder[MAX_PATH];
+    ::GetSystemDirectoryW(folder, MAX_PATH);
+    std::wstring commandLine = std::wstring(folder) + L'\\' + program + L' ' + arguments;
     STARTUPINFOW startup = {};
     startup.cb = sizeof(startup);
     PROCESS_INFORMATION started = {};

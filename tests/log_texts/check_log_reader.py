@@ -27,9 +27,11 @@ class Run:
 
     def may_be(self, outcome):
         """Whether the outcome is true, and the best that can be said from this log."""
-        is_killed = "!" in self.faults or "~" in self.faults  # which no log tells: it may be whole by then
+        is_killed = "!" in self.faults or "~" in self.faults
         if outcome == "succeeded":
-            return self.exit_code == 0 and self.has_returned or is_killed
+            # Killed behind the last line of all, which no log tells.
+            is_whole = b"LocalDumps" in self.text.rstrip().split(b"\n")[-1]
+            return self.exit_code == 0 and self.has_returned or is_killed and is_whole
         if outcome == "failed":
             return self.exit_code == -1 and self.has_returned or is_killed
         if outcome == "crashed":

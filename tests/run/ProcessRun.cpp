@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "support/KeptLogs.h"
+
 namespace {
 
 // The folder of this program, where the executable is built too.
@@ -28,7 +30,10 @@ standin::LaunchResult ProcessRun::launch(const std::wstring& commandTail, const 
     launch.traceFile = m_files / L"trace.jsonl";
     launch.faults = faults;
     launch.workingFolder = scratch.path();
+    const std::wstring log = scratch / L"lsdkConfiguratorLog.txt";
+    const size_t before = exists(log) ? readFile(log).size() : 0;
     const standin::LaunchResult result = standin::launch(launch);
+    keepRun(log, before, launch.traceFile, result, faults);
     state = standin::readMachine(m_files / L"machine.json");
     EXPECT_FALSE(result.timedOut);
     return result;

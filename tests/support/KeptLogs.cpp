@@ -8,6 +8,7 @@
 #include <map>
 #include <set>
 #include <sstream>
+#include <stdexcept>
 
 #include "stand-in/Machine.h"
 #include "stand-in/Text.h"
@@ -46,6 +47,17 @@ std::wstring keptName(const testing::TestInfo& test) {
     return g_program + L"." + standin::toWide(name);
 }
 
+// Of the log, most likely. The trace is not read as what it is, which would take longer than many a run.
+bool hasFailedWrite(const std::wstring& trace) {
+    std::istringstream calls(readFile(trace));
+    for (std::string call; std::getline(calls, call);) {
+        if (call.find("\"call\":\"_write\"") != std::string::npos &&
+            call.find("\"failed\":true") != std::string::npos)
+            return true;
+    }
+    return false;
+}
+
 }  // namespace
 
 void keepLog(const std::wstring& path) {
@@ -66,18 +78,22 @@ void keepLog(const std::wstring& path) {
     writeFile(g_logs + keptName(*test) + L".txt", text);
 }
 
-void keepRun(const std::string& logged, const RunEnd& end) {
+void keepRun(const std::wstring& log, size_t logBytesBefore, const std::wstring& trace,
+             const standin::LaunchResult& result, const std::string& faults) {
     const testing::TestInfo* const test = testing::UnitTest::GetInstance()->current_test_info();
     if (test == nullptr) return;
 
     static std::map<std::wstring, int> counts;
     const std::wstring name = keptName(*test);
     const int number = ++counts[name];
-    const std::wstring log = name + L"." + std::to_wstring(number) + L".log";
-    writeFile(g_runs + log, logged);
+    const std::wstring file = name + L"." + std::to_wstring(number) + L".log";
+    const std::string whole = exists(log) ? readFile(log) : "";
+    writeFile(g_runs + file, whole.substr(std::min(logBytesBefore, whole.size())));
+
     const std::filesystem::path ends = g_runs + name + L".ends";
-    std::ofstream(ends, number == 1 ? std::ios::trunc : std::ios::app)
-        << standin::toUtf8(log) << ' ' << static_cast<int>(end.exitCode) << ' '
-        << (end.isReturn ? "returned " : "died ") << (end.isLogWritten ? "written " : "lost ")
-        << end.faults << '\n';
+    std::ofstream out(ends, number == 1 ? std::ios::trunc : std::ios::app);
+    out << standin::toUtf8(file) << ' ' << static_cast<int>(result.exitCode) << ' '
+        << (result.endedNormally ? "returned " : "died ")
+        << (hasFailedWrite(trace) ? "lost " : "written ") << faults << std::endl;
+    if (!out) throw std::runtime_error("the end of the run cannot be kept");
 }

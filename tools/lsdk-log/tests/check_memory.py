@@ -1,4 +1,4 @@
-"""The memory that the log reader needs does not grow with a log.
+"""The memory that the log reader needs for reading does not grow with a log.
 
     check_memory.py LOG_READER GOLDEN_LOG MEBIBYTES
 
