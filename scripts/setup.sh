@@ -8,6 +8,7 @@ packages=(
     googletest nlohmann-json3-dev python3                                    # the tests and the stand-in machine
     wixl msitools                                                            # the example installer
     clang-14 clang-format clang-tidy cppcheck                                # formatting and lint
+    strace                                                                   # the benches count host calls
 )
 
 missing=()

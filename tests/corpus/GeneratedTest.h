@@ -36,7 +36,12 @@ private:
 // CORPUS_CASE besides a single case of it.
 class GeneratedTest : public LogTest {
 protected:
+#ifdef LSDK_GUARDED_HEAP
+    // What the stand-in has released stays, poisoned; guarded it takes mappings, which the host bounds.
+    static constexpr size_t kCases = 1'000;
+#else
     static constexpr size_t kCases = 10'000;
+#endif
 
     GeneratedTest() {
         machine.trace.stop();

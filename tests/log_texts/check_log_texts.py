@@ -54,8 +54,12 @@ ENTRY_BEGIN = r"(?:^|\[\])"
 ENTRY_END = r"(?:$|(?=\[\]))"
 
 
+# No value begins with a blank: a text that another one goes on with is not found by that one.
+VALUE = "(?! ).*"
+
+
 def pattern_of(entry):
-    pieces = "".join(re.escape(piece) if isinstance(piece, Text) else ".*" for piece in entry.pieces)
+    pieces = "".join(re.escape(piece) if isinstance(piece, Text) else VALUE for piece in entry.pieces)
     return (ENTRY_BEGIN if entry.has_time else "") + pieces + (ENTRY_END if entry.has_end else "")
 
 
