@@ -5,7 +5,7 @@
 
 #include "platform/Windows.h"
 
-extern "C" void* __stack_chk_guard;  // NOLINT(bugprone-reserved-identifier)
+extern "C" uintptr_t __stack_chk_guard;  // NOLINT(bugprone-reserved-identifier)
 
 namespace {
 
@@ -30,11 +30,9 @@ TEST(StackGuard, AFunctionThatFillsItsFrameReturns) {
 
 // Two random halves: one run in two thousand million has one that is zero.
 TEST(StackGuard, IsSeededAtTheStart) {
-    const auto guard = reinterpret_cast<uintptr_t>(__stack_chk_guard);
-
-    EXPECT_NE(guard, 0xFF0A0D0000000000);
-    EXPECT_NE(guard >> 32, 0U);
-    EXPECT_NE(guard & 0xFFFFFFFF, 0U);
+    EXPECT_NE(__stack_chk_guard, 0xFF0A0D0000000000);
+    EXPECT_NE(__stack_chk_guard >> 32, 0U);
+    EXPECT_NE(__stack_chk_guard & 0xFFFFFFFF, 0U);
 }
 
 }  // namespace
