@@ -31,9 +31,10 @@ standin::LaunchResult ProcessRun::launch(const std::wstring& commandTail, const 
     launch.faults = faults;
     launch.workingFolder = scratch.path();
     const std::wstring log = scratch / L"lsdkConfiguratorLog.txt";
-    const size_t before = exists(log) ? readFile(log).size() : 0;
+    WIN32_FILE_ATTRIBUTE_DATA before = {};
+    ::GetFileAttributesExW(log.c_str(), GetFileExInfoStandard, &before);
     const standin::LaunchResult result = standin::launch(launch);
-    keepRun(log, before, launch.traceFile, result, faults);
+    keepRun(log, before.nFileSizeLow, launch.traceFile, result, faults);
     state = standin::readMachine(m_files / L"machine.json");
     EXPECT_FALSE(result.timedOut);
     return result;

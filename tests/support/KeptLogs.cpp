@@ -58,6 +58,15 @@ bool hasFailedWrite(const std::wstring& trace) {
     return false;
 }
 
+// Empty too if a test holds the log, so that nothing was logged.
+std::string logText(const std::wstring& log) {
+    try {
+        return readFile(log);
+    } catch (const std::runtime_error&) {
+        return "";
+    }
+}
+
 }  // namespace
 
 void keepLog(const std::wstring& path) {
@@ -87,7 +96,7 @@ void keepRun(const std::wstring& log, size_t logBytesBefore, const std::wstring&
     const std::wstring name = keptName(*test);
     const int number = ++counts[name];
     const std::wstring file = name + L"." + std::to_wstring(number) + L".log";
-    const std::string whole = exists(log) ? readFile(log) : "";
+    const std::string whole = logText(log);
     writeFile(g_runs + file, whole.substr(std::min(logBytesBefore, whole.size())));
 
     const std::filesystem::path ends = g_runs + name + L".ends";

@@ -63,6 +63,8 @@ void FolderWalk::readOwnProfile() {
     }
     m_ownProfile = unquoted(asked.arguments[4]);
     m_trace.line("Users Profile (CSIDL_PROFILE) succeded : " + m_ownProfile);
+    // The text of the folder is made before the first user's protected region.
+    m_trace.settleAllocations();
 }
 
 // The users come in any order, each once.

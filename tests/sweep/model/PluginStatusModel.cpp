@@ -44,6 +44,7 @@ PluginStatusModel::PluginStatusModel(TraceReader& trace, RunFacts& facts, const 
 
 void PluginStatusModel::discardStale() {
     if (!m_trace.ok("PathFileExistsW", {m_path})) return;
+    m_readBegin = m_trace.position();
     const bool isOpen = m_trace.ok("_wfopen", {m_path, "\"r\""});
     const std::optional<Json> document = readDocument(isOpen && m_trace.readsFile());
     if (!document) return;
@@ -83,6 +84,7 @@ bool PluginStatusModel::readIsOlder(const Json& document, std::string& object,
 }
 
 bool PluginStatusModel::isMigrationNeeded() {
+    m_readBegin = m_trace.position();
     bool isOpen = m_trace.ok("_wfopen", {m_path, "\"r\""});
     if (!isOpen) {
         if (!m_trace.ok("_wfopen", {m_path, "\"w\""})) {
@@ -126,14 +128,13 @@ std::optional<Json> PluginStatusModel::readDocument(bool isOpen) {
 // Returns the text that was parsed: a stream that gets no memory for it bears that, and keeps the
 // beginning alone.
 std::string PluginStatusModel::readParse(const std::string& text) {
-    const size_t start = m_trace.position();
     readFactory(kObject, kObjectStatics);
     const standin::Call& parse = m_trace.orThrow("IJsonObjectStatics::TryParse",
                                                  {"JsonObjectFactory#*"});
     const std::string parsed = unquoted(parse.arguments[1]);
     const auto calls = m_trace.calls().begin();
     const bool isShort = std::any_of(
-        calls + static_cast<std::ptrdiff_t>(start),
+        calls + static_cast<std::ptrdiff_t>(m_readBegin),
         calls + static_cast<std::ptrdiff_t>(m_trace.position()),
         [](const standin::Call& call) { return call.name == "malloc" && call.failed; });
     if (parsed != text && !(isShort && text.starts_with(parsed)))

@@ -51,6 +51,7 @@ private:
     PluginOutcome& m_outcome;
     const std::string m_path;  // as the trace writes it
     const std::string m_sapCode;
+    size_t m_readBegin = 0;          // of the calls, where the reading of the file began
     std::optional<Json> m_document;  // of the migration; nothing: the program has none
     std::string m_documentName;      // its object as the trace names it, once that is known
     std::set<std::string> m_entryNames;
