@@ -17,7 +17,7 @@ unset DISPLAY
 # Names with a leading point must not look hidden, and windows need no display.
 make_first_prefix() {
     [ -f "$WINEPREFIX/.ready" ] && return
-    echo "Making a Wine prefix in build/wine ..."
+    echo "Making a Wine prefix in ${WINEPREFIX#"$root/"} ..."
     mkdir -p "$WINEPREFIX"
     wineboot -i >/dev/null 2>&1
     wine reg add 'HKCU\Software\Wine' /v ShowDotFiles /t REG_SZ /d Y /f >/dev/null 2>&1

@@ -4,6 +4,7 @@ set -euo pipefail
 
 packages=(
     cmake ninja-build g++-mingw-w64-x86-64-posix binutils-mingw-w64-x86-64   # the build
+    g++ git                                                                  # the log reader's own; second builds
     wine wine64                                                              # test programs run under it
     googletest nlohmann-json3-dev python3                                    # the tests and the stand-in machine
     wixl msitools                                                            # the example installer
