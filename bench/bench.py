@@ -8,6 +8,7 @@ import argparse
 import os
 import random
 import sys
+import time
 
 import measure
 import workloads
@@ -38,9 +39,11 @@ def main():
             if not set(names) & set(wanted):
                 continue
             print(f"{', '.join(names)} ...", file=sys.stderr, flush=True)
+            start = time.monotonic()
             for row in workload(machine, options.full):
                 print(f"    {row.workload}: {row.ratio} ({row.verdict})", file=sys.stderr, flush=True)
                 rows.append(row)
+            print(f"    {time.monotonic() - start:.0f} s", file=sys.stderr, flush=True)
         machine.clean()
     finally:
         is_missed = measure.print_table(rows)

@@ -54,6 +54,9 @@ World::World(std::wstring folder, ScratchRegistry& registry)
     // Where the product puts its companion; a start in a folder that is missing fails.
     makeFolder(path(L"Program Files\\Common Files\\Velta\\Velta QK"));
     makeFolder(installer());
+    // Every machine has it; where it is missing, Wine adds it in the middle of a run.
+    m_registry.setText(HKEY_LOCAL_MACHINE, kProfileList, L"ProfilesDirectory", L"C:\\users",
+                       REG_EXPAND_SZ);
     m_registry.setText(HKEY_LOCAL_MACHINE, std::wstring(kProfileList) + L"\\S-1-5-18",
                        L"ProfileImagePath", L"C:\\windows\\system32\\config\\systemprofile");
 }
