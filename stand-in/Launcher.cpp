@@ -75,12 +75,7 @@ LaunchResult launch(const Launch& launch) {
     PROCESS_INFORMATION started = {};
     bool hasStarted = false;
     try {
-        // Wine now and then fails to start a process on a busy machine; nothing of it has run then.
-        constexpr int kMostTries = 5;
-        for (int i = 0; i < kMostTries && !hasStarted; ++i) {
-            hasStarted = startProcess(start, startup, started);
-            if (!hasStarted && ::GetLastError() != ERROR_INTERNAL_ERROR) break;
-        }
+        hasStarted = startProcess(start, startup, started);
     } catch (const std::runtime_error& error) {
         const auto lines = linesOf(launch.traceFile);
         if (lines.empty() || !lines.back().contains("mountFailure")) throw;

@@ -77,12 +77,19 @@ void inject(HANDLE process) {
 bool startProcess(const ProcessStart& start, STARTUPINFOW& startup, PROCESS_INFORMATION& started) {
     std::wstring commandLine = start.commandLine;
     std::wstring environment = environmentBlock(start);
-    if (!::CreateProcessW(
-            start.program.empty() ? nullptr : start.program.c_str(), commandLine.data(), nullptr,
-            nullptr, FALSE, CREATE_SUSPENDED | CREATE_UNICODE_ENVIRONMENT, environment.data(),
-            start.workingFolder.empty() ? nullptr : start.workingFolder.c_str(), &startup, &started)) {
-        return false;
-    }
+    const wchar_t* const program = start.program.empty() ? nullptr : start.program.c_str();
+    const wchar_t* const folder = start.workingFolder.empty() ? nullptr : start.workingFolder.c_str();
+    const auto create = [&] {
+        return ::CreateProcessW(program, commandLine.data(), nullptr, nullptr, FALSE,
+                                CREATE_SUSPENDED | CREATE_UNICODE_ENVIRONMENT, environment.data(),
+                                folder, &startup, &started) != FALSE;
+    };
+    // Wine now and then fails to start a process on a busy machine; nothing of it has run then.
+    constexpr int kMostTries = 5;
+    bool hasStarted = create();
+    for (int i = 1; i < kMostTries && !hasStarted && ::GetLastError() == ERROR_INTERNAL_ERROR; ++i)
+        hasStarted = create();
+    if (!hasStarted) return false;
     try {
         if (!start.traceFile.empty()) inject(started.hProcess);
     } catch (...) {

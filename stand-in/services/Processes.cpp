@@ -70,7 +70,7 @@ BOOL pretend(const PretendedProcess& pretended, LPPROCESS_INFORMATION process) {
     return TRUE;
 }
 
-// On the same machine, as whoever sits at the desktop.
+// On the same machine, as whoever sits at the desktop. The process has ended when this returns.
 BOOL startReally(LPCWSTR application, LPCWSTR commandLine, LPCWSTR directory,
                  LPSTARTUPINFOW startup, LPPROCESS_INFORMATION process) {
     const Machine& machine = Machine::get();
@@ -82,7 +82,11 @@ BOOL startReally(LPCWSTR application, LPCWSTR commandLine, LPCWSTR directory,
     if (!start.machineFile.empty()) start.traceFile = start.machineFile + kCompanionTraceTail;
     start.user = machine.state.desktop->user;
     try {
-        return startProcess(start, *startup, *process) ? TRUE : FALSE;
+        if (!startProcess(start, *startup, *process)) return FALSE;
+        // What both do to the machine has one order so, also where a fault keeps the starter from waiting.
+        ::WaitForSingleObject(process->hProcess, INFINITE);
+        Machine::get().refresh();
+        return TRUE;
     } catch (const std::runtime_error& error) {
         Machine::get().ledger.noteMisuse(error.what());
         return refuse(ERROR_GEN_FAILURE);
@@ -124,11 +128,7 @@ DWORD WINAPI waitForSingleObject(HANDLE handle, DWORD milliseconds) {
         process->hasEnded = true;
         return WAIT_OBJECT_0;
     }
-    const DWORD result = ::WaitForSingleObject(handle, milliseconds);
-    // It may have changed the machine.
-    const KeepLastError keep;
-    if (result == WAIT_OBJECT_0) Machine::get().refresh();
-    return result;
+    return ::WaitForSingleObject(handle, milliseconds);
 }
 
 BOOL WINAPI getExitCodeProcess(HANDLE handle, LPDWORD exitCode) {

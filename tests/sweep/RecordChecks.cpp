@@ -11,10 +11,6 @@ namespace {
 
 using standin::toUtf8;
 
-std::wstring relativeTo(const World& world, const std::wstring& path) {
-    return path.substr(world.path(L"").size());
-}
-
 const std::string* fileIn(const Snapshot& snapshot, const std::wstring& name) {
     const auto found = snapshot.tree.find(name);
     return found == snapshot.tree.end() ? nullptr : &found->second;
@@ -51,15 +47,6 @@ bool holds(const std::string& bytes, const Written& written) {
                           : text == written.text;
 }
 
-// The user's data below a package's root, by relative path.
-std::map<std::wstring, std::string> dataOf(const Snapshot& snapshot, const std::wstring& root) {
-    std::map<std::wstring, std::string> data;
-    for (const auto& [name, bytes] : snapshot.tree) {
-        if (name.starts_with(root + L"\\")) data[name.substr(root.size() + 1)] = bytes;
-    }
-    return data;
-}
-
 bool isPluginData(const std::wstring& name) {
     return name.starts_with(L"LocalState\\plugins") ||
            name.starts_with(L"LocalState\\plugin_settings");
@@ -77,7 +64,7 @@ void checkPluginData(const SweepRun& broken, const SweepRun& again, const World&
             broken, world,
             world.newPackage(user) + L"\\LocalState\\" + kind.substr(0, kind.size() - 1));
         for (const auto& [name, bytes] :
-             dataOf(broken.before, localState + kind.substr(0, kind.size() - 1))) {
+             below(broken.before, localState + kind.substr(0, kind.size() - 1))) {
             // Files beside the plug-ins' folders are none of theirs.
             if (name.find(L'\\') == std::wstring::npos || name.ends_with(L'\\')) continue;
             if (unlisted.contains(name.substr(0, name.find(L'\\')))) continue;
@@ -151,10 +138,10 @@ void checkRecovery(const SweepRun& broken, const SweepRun& again, const SweepRun
     for (const WorldUser& user : again.world->users) {
         const std::wstring root = relativeTo(world, world.newPackage(user));
         const std::wstring status = root + L"\\LocalState\\mig_status.json";
-        const auto data = dataOf(again.after, root);
+        const auto data = below(again.after, root);
         // Whoever has a status file, whatever it says, has been migrated for good.
         if (fileIn(broken.after, status) != nullptr) {
-            auto before = dataOf(again.before, root);
+            auto before = below(again.before, root);
             auto after = data;
             std::erase_if(before, [](const auto& entry) { return isPluginData(entry.first); });
             std::erase_if(after, [](const auto& entry) { return isPluginData(entry.first); });
@@ -164,7 +151,7 @@ void checkRecovery(const SweepRun& broken, const SweepRun& again, const SweepRun
         }
         if (fileIn(clean.after, status) == nullptr || fileIn(again.after, status) == nullptr)
             continue;
-        for (const auto& [name, bytes] : dataOf(clean.after, root)) {
+        for (const auto& [name, bytes] : below(clean.after, root)) {
             if (isPluginData(name) || name.ends_with(L"mig_status.json")) continue;
             const auto found = data.find(name);
             if (found == data.end() || found->second != bytes)

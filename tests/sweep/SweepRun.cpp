@@ -15,6 +15,19 @@ void addValues(const ScratchRegistry& registry, HKEY root, const std::wstring& p
 
 }  // namespace
 
+std::map<std::wstring, std::string> below(const Snapshot& snapshot, const std::wstring& folder) {
+    std::map<std::wstring, std::string> entries;
+    for (const auto& [name, bytes] : snapshot.tree) {
+        if (name.starts_with(folder + L"\\")) entries[name.substr(folder.size() + 1)] = bytes;
+    }
+    return entries;
+}
+
+std::wstring relativeTo(const World& world, const std::wstring& path) {
+    const std::wstring root = world.path(L"");
+    return path.starts_with(root) ? path.substr(root.size()) : path;
+}
+
 SweepStage::SweepStage(const SweepWorld& kind) : m_kind(kind) {
     kind.make(m_stage.world);
     if (kind.isFinished) m_stage.launch(kind.arguments);

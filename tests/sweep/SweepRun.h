@@ -20,6 +20,12 @@ struct Snapshot {
     std::map<std::wstring, standin::FileSecurity> security;  // by path in the world's folder
 };
 
+// What lies below a folder of the world, by path relative to it; folders end with a backslash.
+std::map<std::wstring, std::string> below(const Snapshot& snapshot, const std::wstring& folder);
+
+// A path of the world, as the trees of snapshots have it; another one as it is.
+std::wstring relativeTo(const World& world, const std::wstring& path);
+
 // One run of the executable in a sweep's world, with all that its checks look at.
 struct SweepRun {
     const SweepWorld* world = nullptr;

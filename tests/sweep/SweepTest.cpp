@@ -1,5 +1,6 @@
 // A sample of the sweeps, drawn by a printed seed: always the same unless LSDK_SWEEP_SEED=N asks
 // for another, so that a change of the program is judged and not the draw.
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -59,6 +60,21 @@ std::vector<SweepCase> sampleOf(const Share& share, unsigned long drawnBy) {
 }
 
 class Sweep : public ::testing::TestWithParam<Share> {};
+
+class SweptBefore : public ::testing::TestWithParam<SweepCase> {};
+
+// What whole sweeps have found, whatever the sample draws.
+TEST_P(SweptBefore, TakesThePrescribedCourse) {
+    EXPECT_THAT(runCase(GetParam()), ::testing::IsEmpty()) << GetParam().text();
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Found, SweptBefore,
+    ::testing::Values(
+        // The half of a plug-in stays, so the next run's copy arrives inside it.
+        SweepCase{"typical", "SHFileOperationW:2~"}, SweepCase{"typical", "SHFileOperationW:3~"},
+        // The companion lives on and changes the machine when its starter is gone.
+        SweepCase{"typical", "CreateProcessWithTokenW:1!"}));
 
 TEST_P(Sweep, EachFailureTakesThePrescribedCourse) {
     const unsigned long drawnBy = seed();
