@@ -36,7 +36,7 @@ struct Tear<PlatformCall::SHFileOperationW> : PossibleTear {
     static void performHalf(LPSHFILEOPSTRUCTW operation);
 };
 
-// Without the sub-keys.
+// The values, and the first half of the sub-keys.
 template <>
 struct Tear<PlatformCall::RegCopyTreeW> : PossibleTear {
     static void performHalf(HKEY from, LPCWSTR subKey, HKEY to);

@@ -4,6 +4,7 @@
 
 #include "../Hook.h"
 #include "Services.h"
+#include "Shell.h"
 
 namespace standin {
 
@@ -89,11 +90,6 @@ std::wstring withoutFinalBackslash(std::wstring path) {
     return path;
 }
 
-// A folder that is copied to one that stands already goes inside it.
-std::wstring placeOfCopy(const std::wstring& from, const std::wstring& to) {
-    return isFolder(attributesOf(to)) ? to + from.substr(from.find_last_of(L'\\')) : to;
-}
-
 int obstacleToCopying(const std::wstring& from, const std::wstring& to) {
     const DWORD source = attributesOf(from);
     if (source == INVALID_FILE_ATTRIBUTES) return 0;  // the real shell says so itself
@@ -116,6 +112,10 @@ int WINAPI fileOperation(LPSHFILEOPSTRUCTW operation) {
 }
 
 }  // namespace
+
+std::wstring placeOfCopy(const std::wstring& from, const std::wstring& to) {
+    return isFolder(attributesOf(to)) ? to + from.substr(from.find_last_of(L'\\')) : to;
+}
 
 void serveShell() {
     serve<PlatformCall::SHFileOperationW>(&fileOperation);

@@ -1,5 +1,7 @@
 #include "../Tears.h"
 
+#include "Shell.h"
+
 #include <algorithm>
 #include <string>
 #include <vector>
@@ -57,15 +59,13 @@ void Tear<PlatformCall::SHFileOperationW>::performHalf(LPSHFILEOPSTRUCTW operati
         folder.pop_back();
     std::vector<std::wstring> names = namesIn(folder);
     names.resize((names.size() + 1) / 2);
+    const std::wstring place = operation->pTo == nullptr ? L"" : placeOfCopy(folder, operation->pTo);
     for (const std::wstring& name : names) {
         SHFILEOPSTRUCTW part = *operation;
         const std::wstring from = listOf(folder + L'\\' + name);
-        std::wstring to;
+        const std::wstring to = listOf(place + L'\\' + name);
         part.pFrom = from.c_str();
-        if (operation->pTo != nullptr) {
-            to = listOf(operation->pTo + (L'\\' + name));
-            part.pTo = to.c_str();
-        }
+        if (operation->pTo != nullptr) part.pTo = to.c_str();
         ::SHFileOperationW(&part);
     }
 }
@@ -78,8 +78,19 @@ void Tear<PlatformCall::RegCopyTreeW>::performHalf(HKEY from, LPCWSTR, HKEY to) 
         DWORD type = 0;
         auto size = static_cast<DWORD>(data.size());
         if (::RegEnumValueW(from, i, name, &nameSize, nullptr, &type, data.data(), &size) != 0)
-            return;
+            break;
         ::RegSetValueExW(to, name, 0, type, data.data(), size);
+    }
+    DWORD keys = 0;
+    ::RegQueryInfoKeyW(from, nullptr, nullptr, nullptr, &keys, nullptr, nullptr, nullptr, nullptr,
+                       nullptr, nullptr, nullptr);
+    for (DWORD i = 0; i < (keys + 1) / 2; ++i) {
+        HKEY copy = nullptr;
+        if (::RegEnumKeyW(from, i, name, ARRAYSIZE(name)) != 0 ||
+            ::RegCreateKeyW(to, name, &copy) != 0)
+            return;
+        ::RegCopyTreeW(from, name, copy);
+        ::RegCloseKey(copy);
     }
 }
 

@@ -19,9 +19,16 @@ void checkOldKeys(const SweepRun& run, Problems& problems);
 // Without an enterprise deployment the old package's tree is as it was.
 void checkOldTree(const SweepRun& run, const World& world, Problems& problems);
 
+// Where a path that could not be built whole has led the copy of the file; empty if none could not.
+// Both are paths relative to the world.
+std::wstring copyOf(const SweepRun& run, const World& world, const std::wstring& name);
+
 // In an enterprise deployment each file of the old package stands in the old tree or, whole, in the
 // new one, and a file is deleted only right behind its copy.
 void checkMovedFiles(const SweepRun& run, const World& world, Problems& problems);
+
+// No package is removed before the migration of app data has ended.
+void checkOrder(const SweepRun& run, Problems& problems);
 
 // Required: a listing of plug-ins that fails or breaks off counts as complete, so what it did not
 // list goes with the old location. Their names, where a sweep has let a listing of that folder fail.
@@ -46,7 +53,8 @@ void checkPluginStatus(const SweepRun& run, const World& world, Problems& proble
 
 // A run without faults that follows one that was broken off has made up for it: packages, exempt
 // containers, crash dumps and the security of files are those of a run on an unbroken machine, no
-// plug-in has lost a file, and its user's data in the new package is the same, but for what the
-// earlier run decided for good.
+// plug-in has lost a file, and its user's data and keys of the new package are the same, but for
+// what the earlier run decided for good. If nothing failed in that one, it was just ended, no other
+// file of the world differs either.
 void checkRecovery(const SweepRun& broken, const SweepRun& again, const SweepRun& clean,
                    const World& world, Problems& problems);

@@ -9,6 +9,8 @@
 
 namespace {
 
+using standin::toWide;
+
 // How the model came to the end of a trace.
 struct Reading {
     enum class End { Exit, Process, BrokenOff, Deviation };
@@ -75,15 +77,16 @@ bool isStackOverflow(const SweepRun& run) {
 }
 
 // The C++ runtime's own allocations, of locks and of what each thread has, go through malloc too:
-// where one of them fails, the runtime aborts, or (pthread_once) reads through the null pointer.
-// Part of its code runs on, so the end looks orderly.
+// where one of them fails, the runtime aborts, or (pthread_once, alone in wanting 256 bytes) reads
+// through the null pointer. Part of its code runs on, so the end looks orderly.
 bool isAbortedByRuntime(SweepRun& run) {
     constexpr DWORD kAbort = 3;
-    const DWORD exitCode = run.result.exitCode;
-    if ((exitCode != kAbort && exitCode != STATUS_ACCESS_VIOLATION) || run.calls.empty())
-        return false;
+    if (run.calls.empty()) return false;
     const standin::Call& last = run.calls.back();
     if (last.name != "malloc" || !last.failed) return false;
+    const bool isOnce = run.result.exitCode == STATUS_ACCESS_VIOLATION &&
+                        last.arguments.at(0) == "256";
+    if (run.result.exitCode != kAbort && !isOnce) return false;
     run.result.endedNormally = false;
     return true;
 }
@@ -129,25 +132,36 @@ void checkEnd(const SweepRun& run, const Reading& reading, bool isKilled, Proble
                                                     : "the run ended in the middle");
 }
 
+// Required: nobody looks whether a component could be added to a path, so the run goes on with the path that is left.
+void allowPathThatIsLeft(const std::wstring& left, const std::string& missing, Fence& fence) {
+    if (missing == "lsdkConfiguratorLog.txt") fence.allowLog(left);
+    if (missing == "Packages") fence.allow(left + L"\\Velta.QK_kt83f9rd2xj6a");
+    if (missing == "Velta.QK_kt83f9rd2xj6a") {
+        for (const wchar_t* folder : {L"LocalState", L"Settings", L"LocalCache", L"TempState"})
+            fence.allow(left + L"\\" + folder);
+    }
+    // Then all of the old package is taken for its app data, which an enterprise deployment moves.
+    if (missing == "LocalState" && left.ends_with(L"\\Velta.LC.QK_qzw4mhtrvb2ne"))
+        fence.allow(left);
+}
+
 Fence fenceOf(const SweepRun& run, const World& world) {
     Fence fence(world, run.world->users, run.world->isEnterprise);
     // Required: an empty folder for the user's plug-ins makes a path that begins at the drive's root.
     if (run.facts.rxpAppDataPath.empty())
         fence.allow(L"\\Plugins\\External\\.pluginsMigrationStatus.json");
+    std::wstring path;  // that is being made
     for (const standin::Call& call : run.calls) {
+        if (!call.failed && (call.name == "wcscpy_s" || call.name.starts_with("PathCchA")))
+            path = toWide(unquoted(call.arguments.at(0)));
         if (!call.injected) continue;
         // Required: nobody looks whether the log's path could be made. Without the program's own path
         // the log lies in the working folder; with the program's name or without its own it cannot be opened.
         if (call.name == "GetModuleFileNameW") fence.allowLog(L"lsdkConfiguratorLog.txt");
         if (call.name == "PathCchRemoveFileSpec")
             fence.allowLog(world.installer() + L"\\LSDKConfigurator.exe\\lsdkConfiguratorLog.txt");
-        if (call.name == "PathCchAppend") {
-            fence.allowLog(world.installer());
-            // Required: nor whether a component could be added to a path, so the run goes on with
-            // the path that is left: of the package's root without its name.
-            for (const WorldUser& user : run.world->users)
-                fence.allow(world.localAppData(user) + L"\\Packages");
-        }
+        if (call.name == "PathCchAppend")
+            allowPathThatIsLeft(path, unquoted(call.arguments.at(2)), fence);
     }
     return fence;
 }
@@ -168,6 +182,7 @@ std::vector<std::string> judge(SweepRun& run, const SweepRun& clean, const World
     } else {
         checkOldTree(run, world, problems);
     }
+    checkOrder(run, problems);
     checkPlugins(run, world, problems);
     checkStatusFiles(run, world, problems);
     if (reading.end != Reading::End::Deviation) checkPluginStatus(run, world, problems);

@@ -50,36 +50,30 @@ std::array<PluginLocation, 2> pluginLocations(const SweepRun& run, const World& 
 // An old location goes only behind the record, and only if all of it has been reported copied.
 void checkPluginDeletes(const SweepRun& run, const World& world, Problems& problems) {
     const auto locations = pluginLocations(run, world);
-    bool wasRecorded = false;
-    bool arePluginsDeleted = false;
+    bool wasRecorded = false;  // since the last copy
+    bool areSettingsDeleted = false;
     std::set<std::wstring> complete;  // paths of copies that the shell has reported complete
     for (const standin::Call& call : run.calls) {
-        if (call.name == "_wfopen" && call.arguments[1].starts_with("\"w") &&
-            call.arguments[0].find(".pluginsMigrationStatus.json") != std::string::npos) {
+        if (call.name == "_wfopen" && call.arguments.at(1).starts_with("\"w") &&
+            call.arguments.at(0).find(".pluginsMigrationStatus.json") != std::string::npos) {
             wasRecorded = true;
         }
         if (call.name != "SHFileOperationW") continue;
-        const bool isCopy = call.arguments[0].find("func=2") != std::string::npos;
-        const std::wstring from = withoutEnd(shellPath(call.arguments[0]));
-        if (isCopy) {
-            const size_t to = call.arguments[0].find("to=");
-            if (!call.failed && to != std::string::npos)
-                complete.insert(from + L">" + shellPath(call.arguments[0].substr(to)));
+        const std::wstring from = withoutEnd(shellPath(call.arguments.at(2)));
+        if (call.arguments.at(1) == "func=2") {
+            wasRecorded = false;
+            if (!call.failed) complete.insert(from + L">" + shellPath(call.arguments.at(3)));
             continue;
         }
         for (const PluginLocation& location : locations) {
-            if (from != location.oldFolder) {
-                if (from.starts_with(location.oldFolder))
-                    problems.push_back("a part of the old location is deleted: " + call.text());
-                continue;
-            }
+            if (from.starts_with(location.oldFolder + L"\\"))
+                problems.push_back("a part of the old location is deleted: " + call.text());
+            if (from != location.oldFolder) continue;
             if (!wasRecorded) problems.push_back("deleted before the record: " + call.text());
             const bool isPlugins = &location == &locations[0];
-            if (!isPlugins && !arePluginsDeleted &&
-                !foldersIn(run.before, relativeTo(world, locations[0].oldFolder)).empty()) {
+            if (isPlugins && areSettingsDeleted)
                 problems.push_back("settings are deleted before plug-ins: " + call.text());
-            }
-            arePluginsDeleted |= isPlugins;
+            areSettingsDeleted |= !isPlugins;
             const std::set<std::wstring> unlisted = unlistedPlugins(run, world, from);
             for (const std::wstring& name : foldersIn(run.before, relativeTo(world, from))) {
                 if (unlisted.contains(name)) continue;
@@ -106,8 +100,7 @@ void checkPluginCopies(const SweepRun& run, const World& world, Problems& proble
             // Required: what is copied to a folder that is there arrives inside it, under its own name.
             const bool isInside = run.before.tree.contains(target + location.tail + L"\\");
             for (const auto& [entry, bytes] : original) {
-                std::vector<std::wstring> places = {tail + entry};
-                if (isInside) places.push_back(tail + name + L"\\" + entry);
+                std::vector<std::wstring> places = {tail + (isInside ? name + L"\\" : L"") + entry};
                 // Storages stand beside "PluginData" at the end.
                 if (entry.starts_with(L"LocalStorage\\") || entry.starts_with(L"SecureStorage\\"))
                     places.push_back(entry);

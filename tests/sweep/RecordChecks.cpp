@@ -1,6 +1,7 @@
 // The checks of what the run leaves on record: its status files, and what a later run makes of them.
 #include <algorithm>
 
+#include "stand-in/PendingCall.h"
 #include "stand-in/Text.h"
 #include "sweep/Checks.h"
 #include "sweep/model/PluginStatusModel.h"
@@ -81,6 +82,14 @@ void checkPluginData(const SweepRun& broken, const SweepRun& again, const World&
     }
 }
 
+// Whether it is a folder, and one that a path that could not be built whole may have led elsewhere.
+bool isLedElsewhere(const SweepRun& run, const std::wstring& name) {
+    return name.ends_with(L'\\') &&
+           std::any_of(run.calls.begin(), run.calls.end(), [](const standin::Call& call) {
+               return call.injected && call.name == "PathCchAppend";
+           });
+}
+
 // What no earlier run decides for good is as a run on an unbroken machine leaves it.
 void checkMachine(const SweepRun& again, const SweepRun& clean, Problems& problems) {
     if (again.after.packages != clean.after.packages) problems.push_back("other packages are left");
@@ -94,6 +103,68 @@ void checkMachine(const SweepRun& again, const SweepRun& clean, Problems& proble
         } else if (found->second != security) {
             problems.push_back("with other security: " + toUtf8(path) + ": " + textOf(found->second));
         }
+    }
+}
+
+// Whether a plug-in was copied into the folder of an earlier copy, and the file stands there for
+// one that a single run leaves further up, or besides. Required: what is copied to a folder that is
+// there arrives inside it.
+bool isOfSecondCopy(const std::wstring& name, const SweepRun& broken, const SweepRun& again,
+                    const SweepRun& clean, const World& world) {
+    const WorldUser& user = again.world->users.front();
+    const std::wstring rxp = relativeTo(world, world.roaming(user)) + L"\\Velta\\RXP\\";
+    for (const wchar_t* plugin : {L"F\u00FCller", L"Ruler"}) {
+        for (const std::wstring& target :
+             {rxp + L"Plugins\\External\\" + plugin,
+              rxp + L"PluginsStorage\\ZRKL\\External\\" + plugin + L"\\PluginData"}) {
+            if (!name.starts_with(target + L"\\") || !broken.after.tree.contains(target + L"\\"))
+                continue;
+            const std::wstring inside = target + L"\\" + plugin + L"\\";
+            if (name.starts_with(inside)) return true;
+            const std::string* wanted = fileIn(clean.after, name);
+            const std::string* found = fileIn(again.after, inside + name.substr(target.size() + 1));
+            if (wanted != nullptr && found != nullptr && *wanted == *found) return true;
+        }
+    }
+    return false;
+}
+
+// Whether the earlier run came to record its plug-ins and not to delete the old ones.
+bool isOfRecordedPlugin(const std::wstring& name, const SweepRun& broken, const SweepRun& again,
+                        const SweepRun& clean, const World& world) {
+    const WorldUser& user = again.world->users.front();
+    const std::wstring root = relativeTo(world, world.newPackage(user));
+    const std::wstring status = relativeTo(world, world.roaming(user)) +
+                                L"\\Velta\\RXP\\Plugins\\External\\.pluginsMigrationStatus.json";
+    const std::string* recorded = fileIn(broken.after, status);
+    const std::string* final = fileIn(clean.after, status);
+    return name.starts_with(root + L"\\") && isPluginData(name.substr(root.size() + 1)) &&
+           recorded != nullptr && final != nullptr && *recorded == *final &&
+           fileIn(again.after, name) != nullptr && fileIn(broken.after, name) != nullptr;
+}
+
+// The whole world after a run that was ended, and one more, against that after one run.
+void checkFinalTree(const SweepRun& broken, const SweepRun& again, const SweepRun& clean,
+                    const World& world, Problems& problems) {
+    std::set<std::wstring> names;
+    for (const auto* tree : {&clean.after.tree, &again.after.tree}) {
+        for (const auto& [name, bytes] : *tree)
+            names.insert(name);
+    }
+    for (const std::wstring& name : names) {
+        const std::string* wanted = fileIn(clean.after, name);
+        const std::string* found = fileIn(again.after, name);
+        if (wanted != nullptr && found != nullptr && *wanted == *found) continue;
+        if (name.ends_with(L"\\lsdkConfiguratorLog.txt")) continue;
+        // Required: a status file counts by being there, also a torn one.
+        if (name.ends_with(L"\\mig_status.json") && fileIn(broken.after, name) != nullptr) continue;
+        if (isOfSecondCopy(name, broken, again, clean, world) ||
+            isOfRecordedPlugin(name, broken, again, clean, world))
+            continue;
+        problems.push_back((found == nullptr    ? "missing at the end: "
+                            : wanted == nullptr ? "too much at the end: "
+                                                : "not the same at the end: ") +
+                           toUtf8(name));
     }
 }
 
@@ -115,9 +186,18 @@ void checkStatusFiles(const SweepRun& run, const World& world, Problems& problem
 }
 
 void checkPluginStatus(const SweepRun& run, const World& world, Problems& problems) {
-    if (!run.calls.empty() && run.calls.back().result == "does not return") return;
     const std::wstring path = world.roaming(run.world->users.front()) +
                               L"\\Velta\\RXP\\Plugins\\External\\.pluginsMigrationStatus.json";
+    // The log is the first file that a run opens.
+    const standin::Call last = run.calls.empty() ? standin::Call() : run.calls.back();
+    if (last.name == "_write" && last.result == "does not return" && last.arguments.at(0) != "3") {
+        const std::string* half = fileIn(run.after, relativeTo(world, path));
+        const std::string whole = unquoted(last.arguments.at(1));
+        if (half == nullptr || bytesAsTraced(*half).size() >= whole.size() ||
+            !whole.starts_with(bytesAsTraced(*half)))
+            problems.push_back("the plug-in status file does not hold the half that was written");
+        return;
+    }
     RunFacts facts = run.facts;
     // Without a folder for the user's plug-ins the run looked for the file elsewhere.
     if (facts.rxpAppDataPath.empty()) facts.plugins = {};
@@ -135,6 +215,11 @@ void checkRecovery(const SweepRun& broken, const SweepRun& again, const SweepRun
                    const World& world, Problems& problems) {
     checkPluginData(broken, again, world, problems);
     checkMachine(again, clean, problems);
+    if (broken.result.exitCode == standin::kEndedByFault) {
+        checkFinalTree(broken, again, clean, world, problems);
+        if (again.after.newKeys != clean.after.newKeys)
+            problems.push_back("other recent files at the end");
+    }
     for (const WorldUser& user : again.world->users) {
         const std::wstring root = relativeTo(world, world.newPackage(user));
         const std::wstring status = root + L"\\LocalState\\mig_status.json";
@@ -149,12 +234,19 @@ void checkRecovery(const SweepRun& broken, const SweepRun& again, const SweepRun
                 problems.push_back("the data of a user who was done has changed: " + toUtf8(root));
             continue;
         }
-        if (fileIn(clean.after, status) == nullptr || fileIn(again.after, status) == nullptr)
-            continue;
+        if (fileIn(clean.after, status) == nullptr) continue;
+        if (fileIn(again.after, status) == nullptr)
+            problems.push_back("without a status file at the end: " + toUtf8(root));
         for (const auto& [name, bytes] : below(clean.after, root)) {
             if (isPluginData(name) || name.ends_with(L"mig_status.json")) continue;
             const auto found = data.find(name);
-            if (found == data.end() || found->second != bytes)
+            if (found != data.end() && found->second == bytes) continue;
+            // Required: what has been moved to the path that was left is there for good.
+            const std::string* elsewhere = fileIn(
+                again.after,
+                copyOf(broken, world, relativeTo(world, world.oldPackage(user)) + L"\\" + name));
+            const bool isMoved = elsewhere != nullptr && *elsewhere == bytes;
+            if (!again.world->isEnterprise || (!isMoved && !isLedElsewhere(broken, name)))
                 problems.push_back("not made up for: " + toUtf8(root + L"\\" + name));
         }
     }

@@ -18,7 +18,8 @@ void addValues(const ScratchRegistry& registry, HKEY root, const std::wstring& p
 std::map<std::wstring, std::string> below(const Snapshot& snapshot, const std::wstring& folder) {
     std::map<std::wstring, std::string> entries;
     for (const auto& [name, bytes] : snapshot.tree) {
-        if (name.starts_with(folder + L"\\")) entries[name.substr(folder.size() + 1)] = bytes;
+        if (name.starts_with(folder + L"\\") && name.size() > folder.size() + 1)
+            entries[name.substr(folder.size() + 1)] = bytes;
     }
     return entries;
 }
@@ -41,17 +42,20 @@ Snapshot SweepStage::snapshot() const {
     Snapshot snapshot;
     snapshot.tree = listTree(m_stage.scratch.path());
     snapshot.isPluginStatusHidden = isHidden;
-    const std::wstring packages =
-        L"Local Settings\\Software\\Microsoft\\Windows\\CurrentVersion\\AppModel\\SystemAppData\\"
-        L"Velta.LC.QK_qzw4mhtrvb2ne";
     const ScratchRegistry& registry = m_stage.registry;
-    if (registry.hasKey(HKEY_CLASSES_ROOT, packages))
-        addValues(registry, HKEY_CLASSES_ROOT, packages, snapshot.oldKeys);
-    for (const WorldUser& user : m_kind.users) {
-        const std::wstring classes = user.sid + L"\\SOFTWARE\\Classes\\" + packages;
-        if (registry.hasKey(HKEY_USERS, classes))
-            addValues(registry, HKEY_USERS, classes, snapshot.oldKeys);
-    }
+    const std::wstring appModel =
+        L"Local Settings\\Software\\Microsoft\\Windows\\CurrentVersion\\AppModel\\SystemAppData\\";
+    const auto addKeys = [&](const std::wstring& family, auto& values) {
+        if (registry.hasKey(HKEY_CLASSES_ROOT, appModel + family))
+            addValues(registry, HKEY_CLASSES_ROOT, appModel + family, values);
+        for (const WorldUser& user : m_kind.users) {
+            const std::wstring classes = user.sid + L"\\SOFTWARE\\Classes\\" + appModel + family;
+            if (registry.hasKey(HKEY_USERS, classes))
+                addValues(registry, HKEY_USERS, classes, values);
+        }
+    };
+    addKeys(L"Velta.LC.QK_qzw4mhtrvb2ne", snapshot.oldKeys);
+    addKeys(L"Velta.QK_kt83f9rd2xj6a", snapshot.newKeys);
     const std::wstring dumps =
         L"SOFTWARE\\Microsoft\\Windows\\Windows Error Reporting\\LocalDumps\\QK.exe";
     if (registry.hasKey(HKEY_LOCAL_MACHINE, dumps))

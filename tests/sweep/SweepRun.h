@@ -14,6 +14,7 @@ struct Snapshot {
     std::map<std::wstring, std::string> tree;  // as listTree gives it, of the world's whole folder
     bool isPluginStatusHidden = false;
     std::map<std::wstring, RegistryValue> oldKeys;  // values of the older package's keys, by path
+    std::map<std::wstring, RegistryValue> newKeys;  // of the new package's
     std::map<std::wstring, RegistryValue> dumps;    // values of the crash dump key
     std::set<std::wstring> packages;                // full names
     std::set<std::wstring> exempt;                  // SIDs

@@ -79,7 +79,9 @@ INSTANTIATE_TEST_SUITE_P(
 TEST_P(Sweep, EachFailureTakesThePrescribedCourse) {
     const unsigned long drawnBy = seed();
     std::printf("seed %lu\n", drawnBy);
-    for (const SweepCase& sweepCase : sampleOf(GetParam(), drawnBy)) {
+    const std::vector<SweepCase> sample = sampleOf(GetParam(), drawnBy);
+    ASSERT_THAT(sample, ::testing::Not(::testing::IsEmpty()));
+    for (const SweepCase& sweepCase : sample) {
         for (const std::string& problem : runCase(sweepCase)) {
             ADD_FAILURE() << problem << "\nseed " << drawnBy << ", again with: scripts/sweep.sh '"
                           << sweepCase.text() << "'";

@@ -21,14 +21,19 @@ void furnish(World& world) {
     }
 }
 
-// Both plug-ins with settings and both storages.
+// Both plug-ins with settings and both storages, two entries in each folder: half of one is none or all.
 void addPluginsWithStorages(World& world, const WorldUser& user) {
     world.addPlugins(user);
-    const std::wstring settings = world.newPackage(user) +
-                                  L"\\LocalState\\plugin_settings\\F\u00FCller\\";
+    const std::wstring localState = world.newPackage(user) + L"\\LocalState\\";
+    writeFile(localState + L"plugins\\F\u00FCller\\nib.js", "nib");
+    const std::wstring settings = localState + L"plugin_settings\\F\u00FCller\\";
     writeFile(settings + L"settings.json", "{\"ink\":2}");
     writeFile(settings + L"LocalStorage\\data.bin", "local ink");
     writeFile(settings + L"SecureStorage\\key.bin", "secure ink");
+    for (const std::wstring name : {L"F\u00FCller", L"Ruler"}) {
+        for (const std::wstring storage : {L"\\LocalStorage", L"\\SecureStorage"})
+            writeFile(localState + L"plugin_settings\\" + name + storage + L"\\more.bin", "more");
+    }
 }
 
 void makeTypical(World& world) {
