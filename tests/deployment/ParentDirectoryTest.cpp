@@ -51,6 +51,21 @@ TEST_F(ParentDirectoryTest, AnEmptyPathIsNotHandedToTheSystem) {
     EXPECT_EQ(machine.trace.count("PathRemoveFileSpecW"), 0U);
 }
 
+TEST_F(ParentDirectoryTest, WithoutMemoryThePathStays) {
+    const std::wstring given = L"C:\\" + std::wstring(5000, L'x') + L"\\file";
+    std::wstring path = given;
+    const size_t wanted = (path.size() + 1) * sizeof(wchar_t);
+    bool isParent = true;
+    {
+        const auto scarce = replaceImport<decltype(&::malloc)>(
+            "malloc", [&](auto real, size_t size) { return size == wanted ? nullptr : real(size); });
+        isParent = GetParentDirectory(path);
+    }
+
+    EXPECT_FALSE(isParent);
+    EXPECT_EQ(path, given);
+}
+
 TEST_F(ParentDirectoryTest, ALongPathIsCutToo) {
     const std::wstring parent = L"C:\\" + std::wstring(5000, L'x');
     std::wstring path = parent + L"\\file\\";
