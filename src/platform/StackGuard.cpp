@@ -22,7 +22,7 @@ uintptr_t __stack_chk_guard = 0xFF0A0D0000000000;
 
 namespace {
 
-// Before every other constructor. Not guarded itself: the number changes while it runs.
+// Before every other constructor of ours. Not guarded itself: the number changes while it runs.
 __attribute__((constructor(101), no_stack_protector)) void seedStackGuard() {
     unsigned int low = 0;
     unsigned int high = 0;

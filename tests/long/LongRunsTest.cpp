@@ -152,7 +152,7 @@ TEST_F(LongRuns, AThousandRunsOnOneMachine) {
     for (size_t i = 1; i <= kRuns; ++i) {
         runWithNewLog();
         ASSERT_EQ(world.state.network->exempt.size(), exempt + i) << "run " << i;
-        // Each exempt entry is allocated, and is to be freed.
+        // Each exempt entry is freed, by two calls.
         ASSERT_EQ(trace().size(), calls + 2 * i) << "run " << i;
         if (i % 100 == 0) std::printf("%zu runs\n", i);
     }
