@@ -17,7 +17,7 @@ import workloads
 def main():
     parser = argparse.ArgumentParser()
     size = parser.add_mutually_exclusive_group()
-    size.add_argument("--quick", action="store_true", help="small sizes, about four minutes (default)")
+    size.add_argument("--quick", action="store_true", help="small sizes, less than three minutes (default)")
     size.add_argument("--full", action="store_true", help="all sizes")
     parser.add_argument("--seed", type=int, default=random.randrange(1 << 32), help="of the order of the processes")
     parser.add_argument("--only", default="", help="comma separated rows, such as B1,B5")

@@ -64,7 +64,11 @@ def floor(machine, full):
         side: (prepare, functools.partial(machine.run, command, FAILED), lambda: None)
         for side, command in sides.items()})
     counts = {side: machine.count(prepare()[side], ends_with=FAILED) if machine.can_count else None for side in sides}
-    prepare()
-    return [slice_row("floor", text, machine.slices("typical", ROOT, 1, 25 if full else 15), 1.05),
+
+    def measured(rounds):
+        prepare()
+        return machine.slices("typical", ROOT, 1, rounds)
+
+    return [slice_row("floor", text, measured, 25, 1.05),
             count_row("floor", text, counts["product"], counts["replay"], 1.05),
             process_row("floor", text, times, "product", "replay", 1.05, False)]

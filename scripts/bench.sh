@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Measures speed and size of the release executable and prints one table; fails if a gated goal is missed.
-#     scripts/bench.sh [--quick]        small sizes, about four minutes
+#     scripts/bench.sh [--quick]        small sizes, less than three minutes
 #     scripts/bench.sh --full           all sizes
 #     scripts/bench.sh --only B1,B5     these rows alone; --seed N for the order of the processes
 # Host calls are counted where strace is installed. docs/performance.md tells how to read the table.
