@@ -2,11 +2,10 @@
 import functools
 import math
 import os
-import re
 import shutil
-import subprocess
 
 import floor
+import sizes
 from measure import (FAILED, NEW_PACKAGE, OLD_PACKAGE, ROOT, Row, count_row, exactly, expect_same_work, make_files,
                      make_tree, process_row, slice_row, summed, time_in_random_order)
 
@@ -143,14 +142,14 @@ def large_files(machine, full):
 
     def measured(rounds):
         figures = []
-        for _ in range(rounds):
+        for number in range(rounds):
             machine.clean()
-            # A small one first: it pays for what the first copy in a process costs.
-            make_files(machine.path("src", "0"), 1)
-            for folder in range(1, 5):
-                make_files(machine.path("src", str(folder)), 1, mebibytes << 20)
-            _, product, bare = machine.slices("copy", ROOT, 5, 1)
-            expect_same_work(machine, 1, 5)
+            # An empty folder before them turns the order, so that not always the same side copies first.
+            empty = number % 2
+            for folder in range(empty + 4):
+                make_files(machine.path("src", str(folder)), 0 if folder < empty else 1, mebibytes << 20)
+            _, product, bare = machine.slices("copy", ROOT, empty + 4, 1)
+            expect_same_work(machine, 1, 4)
             figures.append((product, bare))
         return summed(figures)
 
@@ -234,59 +233,6 @@ def plug_ins(machine, full):
     return [slice_row("B7", f"{count} plug-ins of 20 files, against the same shell operations", measured, ROUNDS, 1.02)]
 
 
-def memory(machine, full):
-    """B8: what the program holds at once."""
-    def row(what, text, listed, entries):
-        limit = (64 << 10) + 128 * listed
-        output = machine.bench("memory", what, ROOT)
-        peak, done = (int(re.search(rf"^{name} (\d+)$", output, re.M)[1]) for name in ("bytes", "entries"))
-        if what == "copy":
-            done = sum(len(names) for _, _, names in os.walk(machine.path("memory")))
-        if done != entries:
-            raise RuntimeError(f"{done} of {entries} entries")
-        return Row("B8", text, "peak", f"{peak / 1024:.1f} KiB", f"{limit / 1024:.1f} KiB", peak / limit, 1)
-
-    rows = []
-    for files in (1000, 10000, 100000) if full else (1000, 2000):
-        machine.clean()
-        make_tree(machine.path("src", "tree"), files, 100)
-        on_path = sum(max(len(folders) + len(names) for _, folders, names in level)
-                      for level in levels(machine.path("src", "tree")))
-        rows.append(row("copy", f"copying {files:,} files, against 64 KiB and 128 bytes an entry on the path", on_path,
-                        files))
-    # What grows by doubling holds most just behind a power of two.
-    for in_one in (65537, 100000) if full else (4097,):
-        machine.clean()
-        make_files(machine.path("src", "tree"), in_one, 256)
-        rows.append(row("list", f"one folder of {in_one:,}, against the same", in_one, in_one))
-    return rows
-
-
-def levels(folder):
-    """What os.walk gives, level by level."""
-    by_depth = {}
-    for entry in os.walk(folder):
-        by_depth.setdefault(entry[0].count(os.sep), []).append(entry)
-    return by_depth.values()
-
-
-def size(machine, _full):
-    """B9: the executable as a file."""
-    executable = machine.program("LSDKConfigurator")
-    tables = subprocess.run(["x86_64-w64-mingw32-objdump", "-p", executable], check=True, capture_output=True, text=True)
-    system = os.path.join(os.environ["WINEPREFIX"], "drive_c", "windows", "system32")
-    dlls = [line.split()[-1] for line in tables.stdout.splitlines() if "DLL Name:" in line]
-    if not dlls:
-        raise RuntimeError("no DLL is named")
-    # Windows resolves the names of sets of functions itself; no file bears them.
-    foreign = [dll for dll in dlls if not dll.startswith("api-ms-win-") and
-               not os.path.exists(os.path.join(system, dll.lower()))]
-    length = os.path.getsize(executable)
-    return [Row("B9", "size, stripped", "bytes", f"{length:,}", "1,000,000", length / 1_000_000, 1),
-            Row("B9", f"DLLs that are not the system's, of {len(dlls)}", "imports", str(len(foreign)), "0",
-                len(foreign), 0)]
-
-
 def profiles(machine, full):
     """B10: profiles that are migrated in one run."""
     def prepare(count):
@@ -314,4 +260,4 @@ def failed_plug_ins(machine, _full):
 # The rows that each makes.
 ALL = ((("B1", "B1b"), start), (("floor",), floor.floor), (("B2",), copy_slices), (("B2b", "B2c", "B4"), copy_calls),
        (("B2d",), whole_copy), (("B2e",), copy_growth), (("B3",), large_files), (("B5",), log), (("B6",), registry),
-       (("B7",), plug_ins), (("B8",), memory), (("B9",), size), (("B10",), profiles), (("B11",), failed_plug_ins))
+       (("B7",), plug_ins), (("B8",), sizes.memory), (("B9",), sizes.executable), (("B10",), profiles), (("B11",), failed_plug_ins))

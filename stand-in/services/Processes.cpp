@@ -83,7 +83,8 @@ BOOL startReally(LPCWSTR application, LPCWSTR commandLine, LPCWSTR directory,
     start.user = machine.state.desktop->user;
     try {
         if (!startProcess(start, *startup, *process)) return FALSE;
-        // What both do to the machine has one order so, also where a fault keeps the starter from waiting.
+        // Windows lets both run on. Here what they do to the machine has one order, also where a
+        // fault keeps the starter from waiting.
         ::WaitForSingleObject(process->hProcess, INFINITE);
         Machine::get().refresh();
         return TRUE;

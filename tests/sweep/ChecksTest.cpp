@@ -181,7 +181,7 @@ const Row kRows[] = {
 
 class ChecksTest : public ::testing::TestWithParam<Row> {};
 
-TEST_P(ChecksTest, FindsWhatItIsForAndNothingElse) {
+TEST_P(ChecksTest, FindsWhatItIsFor) {
     const Row& row = GetParam();
     const CleanRun& clean = row.clean();
     Problems ofClean;

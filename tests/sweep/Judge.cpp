@@ -133,7 +133,8 @@ void checkEnd(const SweepRun& run, const Reading& reading, bool isKilled, Proble
 }
 
 // Required: nobody looks whether a component could be added to a path, so the run goes on with the path that is left.
-void allowPathThatIsLeft(const std::wstring& left, const std::string& missing, Fence& fence) {
+void allowPathThatIsLeft(const std::wstring& left, const std::string& missing, bool isEnterprise,
+                         Fence& fence) {
     if (missing == "lsdkConfiguratorLog.txt") fence.allowLog(left);
     if (missing == "Packages") fence.allow(left + L"\\Velta.QK_kt83f9rd2xj6a");
     if (missing == "Velta.QK_kt83f9rd2xj6a") {
@@ -141,7 +142,7 @@ void allowPathThatIsLeft(const std::wstring& left, const std::string& missing, F
             fence.allow(left + L"\\" + folder);
     }
     // Then all of the old package is taken for its app data, which an enterprise deployment moves.
-    if (missing == "LocalState" && left.ends_with(L"\\Velta.LC.QK_qzw4mhtrvb2ne"))
+    if (isEnterprise && missing == "LocalState" && left.ends_with(L"\\Velta.LC.QK_qzw4mhtrvb2ne"))
         fence.allow(left);
 }
 
@@ -161,7 +162,7 @@ Fence fenceOf(const SweepRun& run, const World& world) {
         if (call.name == "PathCchRemoveFileSpec")
             fence.allowLog(world.installer() + L"\\LSDKConfigurator.exe\\lsdkConfiguratorLog.txt");
         if (call.name == "PathCchAppend")
-            allowPathThatIsLeft(path, unquoted(call.arguments.at(2)), fence);
+            allowPathThatIsLeft(path, unquoted(call.arguments.at(2)), run.world->isEnterprise, fence);
     }
     return fence;
 }

@@ -27,7 +27,8 @@ std::wstring withoutEnd(std::wstring path) {
 std::set<std::wstring> foldersIn(const Snapshot& snapshot, const std::wstring& folder) {
     std::set<std::wstring> names;
     for (const auto& [name, bytes] : below(snapshot, folder))
-        if (name.find(L'\\') == name.size() - 1) names.insert(name.substr(0, name.size() - 1));
+        if (!name.empty() && name.find(L'\\') == name.size() - 1)
+            names.insert(name.substr(0, name.size() - 1));
     return names;
 }
 
@@ -51,9 +52,12 @@ std::array<PluginLocation, 2> pluginLocations(const SweepRun& run, const World& 
 void checkPluginDeletes(const SweepRun& run, const World& world, Problems& problems) {
     const auto locations = pluginLocations(run, world);
     bool wasRecorded = false;  // since the last copy
+    bool arePluginsDeleted = false;
     bool areSettingsDeleted = false;
+    bool hasFailed = false;
     std::set<std::wstring> complete;  // paths of copies that the shell has reported complete
     for (const standin::Call& call : run.calls) {
+        hasFailed |= call.injected;
         if (call.name == "_wfopen" && call.arguments.at(1).starts_with("\"w") &&
             call.arguments.at(0).find(".pluginsMigrationStatus.json") != std::string::npos) {
             wasRecorded = true;
@@ -73,7 +77,7 @@ void checkPluginDeletes(const SweepRun& run, const World& world, Problems& probl
             const bool isPlugins = &location == &locations[0];
             if (isPlugins && areSettingsDeleted)
                 problems.push_back("settings are deleted before plug-ins: " + call.text());
-            areSettingsDeleted |= !isPlugins;
+            (isPlugins ? arePluginsDeleted : areSettingsDeleted) = true;
             const std::set<std::wstring> unlisted = unlistedPlugins(run, world, from);
             for (const std::wstring& name : foldersIn(run.before, relativeTo(world, from))) {
                 if (unlisted.contains(name)) continue;
@@ -83,6 +87,10 @@ void checkPluginDeletes(const SweepRun& run, const World& world, Problems& probl
             }
         }
     }
+    // A path that is not there, or cannot be made, is passed over.
+    if (areSettingsDeleted && !arePluginsDeleted && !hasFailed &&
+        !foldersIn(run.before, relativeTo(world, locations[0].oldFolder)).empty())
+        problems.push_back("settings are deleted and plug-ins are not");
 }
 
 // Each plug-in that is not in its old place any more is whole in the new one.

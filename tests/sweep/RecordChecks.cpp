@@ -82,12 +82,20 @@ void checkPluginData(const SweepRun& broken, const SweepRun& again, const World&
     }
 }
 
-// Whether it is a folder, and one that a path that could not be built whole may have led elsewhere.
-bool isLedElsewhere(const SweepRun& run, const std::wstring& name) {
-    return name.ends_with(L'\\') &&
-           std::any_of(run.calls.begin(), run.calls.end(), [](const standin::Call& call) {
-               return call.injected && call.name == "PathCchAppend";
-           });
+// Whether it is a folder, and a path that could not be built whole has led it elsewhere.
+bool isLedElsewhere(const SweepRun& run, const SweepRun& again, const World& world,
+                    const WorldUser& user, const std::wstring& name) {
+    const bool isPathShort = std::any_of(
+        run.calls.begin(), run.calls.end(),
+        [](const standin::Call& call) { return call.injected && call.name == "PathCchAppend"; });
+    if (!isPathShort || !name.ends_with(L'\\')) return false;
+    const std::wstring tail = name.substr(name.find(L'\\'));
+    const std::wstring local = relativeTo(world, world.localAppData(user)) + L"\\";
+    const std::wstring old = relativeTo(world, world.oldPackage(user)) + L"\\";
+    return std::any_of(again.after.tree.begin(), again.after.tree.end(), [&](const auto& entry) {
+        return entry.first.starts_with(local) && !entry.first.starts_with(old) &&
+               entry.first.ends_with(tail);
+    });
 }
 
 // What no earlier run decides for good is as a run on an unbroken machine leaves it.
@@ -106,27 +114,43 @@ void checkMachine(const SweepRun& again, const SweepRun& clean, Problems& proble
     }
 }
 
+bool areSame(const std::string* a, const std::string* b) {
+    return a == nullptr || b == nullptr ? a == b : *a == *b;
+}
+
 // Whether a plug-in was copied into the folder of an earlier copy, and the file stands there for
 // one that a single run leaves further up, or besides. Required: what is copied to a folder that is
 // there arrives inside it.
 bool isOfSecondCopy(const std::wstring& name, const SweepRun& broken, const SweepRun& again,
                     const SweepRun& clean, const World& world) {
     const WorldUser& user = again.world->users.front();
+    const std::wstring localState = relativeTo(world, world.newPackage(user)) + L"\\LocalState\\";
     const std::wstring rxp = relativeTo(world, world.roaming(user)) + L"\\Velta\\RXP\\";
-    for (const wchar_t* plugin : {L"F\u00FCller", L"Ruler"}) {
-        for (const std::wstring& target :
-             {rxp + L"Plugins\\External\\" + plugin,
-              rxp + L"PluginsStorage\\ZRKL\\External\\" + plugin + L"\\PluginData"}) {
+    for (const std::wstring plugin : {L"F\u00FCller", L"Ruler"}) {
+        const std::pair<std::wstring, std::wstring> copies[] = {
+            {localState + L"plugins\\" + plugin, rxp + L"Plugins\\External\\" + plugin},
+            {localState + L"plugin_settings\\" + plugin,
+             rxp + L"PluginsStorage\\ZRKL\\External\\" + plugin + L"\\PluginData"}};
+        for (const auto& [old, target] : copies) {
             if (!name.starts_with(target + L"\\") || !broken.after.tree.contains(target + L"\\"))
                 continue;
-            const std::wstring inside = target + L"\\" + plugin + L"\\";
-            if (name.starts_with(inside)) return true;
-            const std::string* wanted = fileIn(clean.after, name);
-            const std::string* found = fileIn(again.after, inside + name.substr(target.size() + 1));
-            if (wanted != nullptr && found != nullptr && *wanted == *found) return true;
+            const std::wstring inside = target + L"\\" + plugin;
+            if (name.starts_with(inside + L"\\"))
+                return areSame(fileIn(again.after, name),
+                               fileIn(broken.before, old + name.substr(inside.size())));
+            const std::string* found = fileIn(again.after, inside + name.substr(target.size()));
+            return found != nullptr && areSame(found, fileIn(clean.after, name)) &&
+                   areSame(fileIn(again.after, name), fileIn(broken.after, name));
         }
     }
     return false;
+}
+
+// Whether the earlier run came to record its plug-ins.
+bool isRecorded(const SweepRun& broken, const SweepRun& clean, const World& world) {
+    const std::wstring status = relativeTo(world, world.roaming(broken.world->users.front())) +
+                                L"\\Velta\\RXP\\Plugins\\External\\.pluginsMigrationStatus.json";
+    return areSame(fileIn(broken.after, status), fileIn(clean.after, status));
 }
 
 // Whether the earlier run came to record its plug-ins and not to delete the old ones.
@@ -134,13 +158,9 @@ bool isOfRecordedPlugin(const std::wstring& name, const SweepRun& broken, const 
                         const SweepRun& clean, const World& world) {
     const WorldUser& user = again.world->users.front();
     const std::wstring root = relativeTo(world, world.newPackage(user));
-    const std::wstring status = relativeTo(world, world.roaming(user)) +
-                                L"\\Velta\\RXP\\Plugins\\External\\.pluginsMigrationStatus.json";
-    const std::string* recorded = fileIn(broken.after, status);
-    const std::string* final = fileIn(clean.after, status);
     return name.starts_with(root + L"\\") && isPluginData(name.substr(root.size() + 1)) &&
-           recorded != nullptr && final != nullptr && *recorded == *final &&
-           fileIn(again.after, name) != nullptr && fileIn(broken.after, name) != nullptr;
+           isRecorded(broken, clean, world) &&
+           areSame(fileIn(again.after, name), fileIn(broken.after, name));
 }
 
 // The whole world after a run that was ended, and one more, against that after one run.
@@ -226,6 +246,10 @@ void checkRecovery(const SweepRun& broken, const SweepRun& again, const SweepRun
         checkFinalTree(broken, again, clean, world, problems);
         if (again.after.newKeys != clean.after.newKeys)
             problems.push_back("other recent files at the end");
+        // Required: with the record there nothing is done about plug-ins any more, its attribute included.
+        if (again.after.isPluginStatusHidden != clean.after.isPluginStatusHidden &&
+            !isRecorded(broken, clean, world))
+            problems.push_back("the plug-in status file is not hidden at the end");
     }
     for (const WorldUser& user : again.world->users) {
         const std::wstring root = relativeTo(world, world.newPackage(user));
@@ -253,7 +277,8 @@ void checkRecovery(const SweepRun& broken, const SweepRun& again, const SweepRun
                 again.after,
                 copyOf(broken, world, relativeTo(world, world.oldPackage(user)) + L"\\" + name));
             const bool isMoved = elsewhere != nullptr && *elsewhere == bytes;
-            if (!again.world->isEnterprise || (!isMoved && !isLedElsewhere(broken, name)))
+            if (!again.world->isEnterprise ||
+                (!isMoved && !isLedElsewhere(broken, again, world, user, name)))
                 problems.push_back("not made up for: " + toUtf8(root + L"\\" + name));
         }
     }

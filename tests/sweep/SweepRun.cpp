@@ -18,8 +18,7 @@ void addValues(const ScratchRegistry& registry, HKEY root, const std::wstring& p
 std::map<std::wstring, std::string> below(const Snapshot& snapshot, const std::wstring& folder) {
     std::map<std::wstring, std::string> entries;
     for (const auto& [name, bytes] : snapshot.tree) {
-        if (name.starts_with(folder + L"\\") && name.size() > folder.size() + 1)
-            entries[name.substr(folder.size() + 1)] = bytes;
+        if (name.starts_with(folder + L"\\")) entries[name.substr(folder.size() + 1)] = bytes;
     }
     return entries;
 }

@@ -21,7 +21,7 @@ struct Snapshot {
     std::map<std::wstring, standin::FileSecurity> security;  // by path in the world's folder
 };
 
-// What lies below a folder of the world, by path relative to it; folders end with a backslash.
+// A folder of the world, as "", and what lies below it, by path relative to it; folders end with a backslash.
 std::map<std::wstring, std::string> below(const Snapshot& snapshot, const std::wstring& folder);
 
 // A path of the world, as the trees of snapshots have it; another one as it is.

@@ -68,13 +68,13 @@ TEST_P(SweptBefore, TakesThePrescribedCourse) {
     EXPECT_THAT(runCase(GetParam()), ::testing::IsEmpty()) << GetParam().text();
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Found, SweptBefore,
-    ::testing::Values(
-        // The half of a plug-in stays, so the next run's copy arrives inside it.
-        SweepCase{"typical", "SHFileOperationW:2~"}, SweepCase{"typical", "SHFileOperationW:3~"},
-        // The companion lives on and changes the machine when its starter is gone.
-        SweepCase{"typical", "CreateProcessWithTokenW:1!"}));
+INSTANTIATE_TEST_SUITE_P(Found, SweptBefore,
+                         ::testing::Values(
+                             // The half of a plug-in stays, so the next run's copy arrives inside it.
+                             SweepCase{"typical", "SHFileOperationW:2~"},
+                             SweepCase{"typical", "SHFileOperationW:3~"},
+                             // The companion has done its work when nobody waits for it any more.
+                             SweepCase{"typical", "CreateProcessWithTokenW:1!"}));
 
 TEST_P(Sweep, EachFailureTakesThePrescribedCourse) {
     const unsigned long drawnBy = seed();

@@ -3,6 +3,7 @@
 #include <stdexcept>
 
 #include "model/TraceReader.h"
+#include "stand-in/Text.h"
 #include "support/Files.h"
 
 namespace {
@@ -32,7 +33,8 @@ void addPluginsWithStorages(World& world, const WorldUser& user) {
     writeFile(settings + L"SecureStorage\\key.bin", "secure ink");
     for (const std::wstring name : {L"F\u00FCller", L"Ruler"}) {
         for (const std::wstring storage : {L"\\LocalStorage", L"\\SecureStorage"})
-            writeFile(localState + L"plugin_settings\\" + name + storage + L"\\more.bin", "more");
+            writeFile(localState + L"plugin_settings\\" + name + storage + L"\\more.bin",
+                      standin::toUtf8(name + storage));
     }
 }
 
