@@ -5,12 +5,13 @@ import os
 import shutil
 
 import floor
-import sizes
+import footprint
 from measure import (FAILED, NEW_PACKAGE, OLD_PACKAGE, ROOT, Row, count_row, exactly, expect_same_work, make_files,
                      make_tree, process_row, slice_row, summed, time_in_random_order)
 
 ROUNDS = 5
 SAMPLES = 3
+SAMPLES_OF_SMALL = 12  # of which little is left without the run with nothing to do
 
 
 def start(machine, full):
@@ -154,7 +155,7 @@ def large_files(machine, full):
         return summed(figures)
 
     text = f"4 files of {mebibytes} MiB, against bare copying"
-    return [slice_row("B3", text, measured, ROUNDS if full else 9, 1.07)]
+    return [slice_row("B3", text, measured, ROUNDS if full else 7, 1.07)]
 
 
 def log(machine, full):
@@ -184,7 +185,7 @@ def growth(machine, name, what, sizes, prepare, check=lambda size: None):
     seconds, calls = [], []
     for size in (0, *sizes):
         samples = []
-        for _ in range(SAMPLES):
+        for _ in range(SAMPLES if size == sizes[1] else SAMPLES_OF_SMALL):
             prepare(size)
             command = machine.bench_command("grow", what, ROOT)
             samples.append(machine.processor_seconds(command))
@@ -247,7 +248,7 @@ def profiles(machine, full):
         if migrated != count:
             raise RuntimeError(f"{migrated} of {count} users migrated")
 
-    return growth(machine, "B10", "profiles", (100, 1000) if full else (20, 200), prepare, check)
+    return growth(machine, "B10", "profiles", (100, 1000) if full else (10, 100), prepare, check)
 
 
 def failed_plug_ins(machine, _full):
@@ -260,4 +261,5 @@ def failed_plug_ins(machine, _full):
 # The rows that each makes.
 ALL = ((("B1", "B1b"), start), (("floor",), floor.floor), (("B2",), copy_slices), (("B2b", "B2c", "B4"), copy_calls),
        (("B2d",), whole_copy), (("B2e",), copy_growth), (("B3",), large_files), (("B5",), log), (("B6",), registry),
-       (("B7",), plug_ins), (("B8",), sizes.memory), (("B9",), sizes.executable), (("B10",), profiles), (("B11",), failed_plug_ins))
+       (("B7",), plug_ins), (("B8",), footprint.memory), (("B9",), footprint.executable), (("B10",), profiles),
+       (("B11",), failed_plug_ins))
