@@ -1,10 +1,10 @@
 #include "../Tears.h"
 
-#include "Shell.h"
-
 #include <algorithm>
 #include <string>
 #include <vector>
+
+#include "Shell.h"
 
 namespace standin {
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <map>
+#include <ostream>
 #include <set>
 #include <string>
 #include <vector>
@@ -62,6 +63,9 @@ struct SweepCase {
     std::string faults;
 
     std::string text() const { return world + " " + faults; }
+    friend std::ostream& operator<<(std::ostream& stream, const SweepCase& sweepCase) {
+        return stream << sweepCase.text();
+    }
 };
 
 // Everything that is wrong with a run, each as one text with what was seen; nothing: it did as it

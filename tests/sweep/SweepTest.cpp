@@ -65,7 +65,7 @@ class SweptBefore : public ::testing::TestWithParam<SweepCase> {};
 
 // What whole sweeps have found, whatever the sample draws.
 TEST_P(SweptBefore, TakesThePrescribedCourse) {
-    EXPECT_THAT(runCase(GetParam()), ::testing::IsEmpty()) << GetParam().text();
+    EXPECT_THAT(runCase(GetParam()), ::testing::IsEmpty()) << GetParam();
 }
 
 INSTANTIATE_TEST_SUITE_P(Found, SweptBefore,
